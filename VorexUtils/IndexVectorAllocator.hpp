@@ -1,0 +1,36 @@
+// Allocator groups of packed vectors. Each group selects one ltt::allocator, looked up on every
+// malloc, realloc and free of a vector's buffer. The top bit of a vector's group field is its
+// mapped flag and is never passed here. Thread-safe.
+#pragma once
+
+#include "ltt/allocator.hpp"
+
+namespace VorexUtils {
+
+/// Groups 0-16 follow the seventeen static handles (s_SingleAllocator ... s_TextAllocator).
+enum AllocatorGroup : unsigned {
+  IVA_Single = 0,
+  IVA_Paged,
+  IVA_Geometry,
+  IVA_MultiValue,
+  IVA_SparseCluster,
+  IVA_SparseIndirect,
+  IVA_SparseLrle,
+  IVA_SparsePrefix,
+  IVA_SparseRle,
+  IVA_SparseSparse,
+  IVA_MainSingleIndex,
+  IVA_MainBlockIndex,
+  IVA_MainRangedBlockIndex,
+  IVA_Delta,
+  IVA_LrleDict,
+  IVA_RoDict,
+  IVA_Text,
+  IVA_GroupCount,
+  IVA_MappedFlag = 0x80000000u,  // not a group: the mapped flag of IndexVectorRef::m_group
+};
+
+/// The allocator of `group` (a test override if one is installed, else the group's handle).
+ltt::allocator& getIndexVectorAllocator(AllocatorGroup group) noexcept;
+
+}  // namespace VorexUtils
