@@ -10,14 +10,17 @@
 namespace VorexUtils {
 
 namespace {
-constexpr std::size_t wordsFor(std::size_t bits) { return (bits + 63) >> 6; }
+// Written without `bits + 63`, which wraps for sizes near 2^64.
+constexpr std::size_t wordsFor(std::size_t bits) { return (bits >> 6) + ((bits & 63) != 0); }
 // Storage is rounded up to four words (256 bits), see the header.
 constexpr std::size_t roundedWords(std::size_t words) { return (words + 3) & ~std::size_t{3}; }
 
-__attribute__((target("popcnt"))) std::size_t popcntWords(const std::uint64_t* w,
-                                                           std::size_t n) {
+__attribute__((target("popcnt"))) std::size_t popcntWords(const std::uint64_t* w, std::size_t n,
+                                                          std::uint64_t mask = ~0ull) {
   std::size_t c = 0;
-  for (std::size_t i = 0; i < n; ++i) c += static_cast<std::size_t>(__builtin_popcountll(w[i]));
+  for (std::size_t i = 0; i < n; ++i) {
+    c += static_cast<std::size_t>(__builtin_popcountll(w[i] & mask));
+  }
   return c;
 }
 
@@ -78,6 +81,9 @@ BitVector& BitVector::operator=(BitVector&& other) noexcept {
 BitVector::~BitVector() { m_alloc->deallocate(m_begin); }
 
 void BitVector::reallocate(std::size_t words) {
+  if (words > m_alloc->maxBlockBytes() / 8) {
+    ltt::impl::throwBadAllocation(words > SIZE_MAX / 8 ? SIZE_MAX : words * 8);
+  }
   const std::size_t cap = roundedWords(words);
   if (cap <= m_capacityWords) return;
   auto* block = static_cast<std::uint64_t*>(m_alloc->allocate(cap * 8));
@@ -130,11 +136,13 @@ void BitVector::setAll() noexcept {
 }
 
 unsigned long BitVector::findLastSetInRange(unsigned long first, unsigned long end) const noexcept {
-  if (first >= end) return end;
-  std::size_t lastWord = (end - 1) >> 6;
+  // Positions at or beyond size() are 0 and may lie outside the storage: never read them.
+  const unsigned long last = end < m_size ? end : m_size;
+  if (first >= last) return end;
+  std::size_t lastWord = (last - 1) >> 6;
   const std::size_t firstWord = first >> 6;
-  // Mask of the valid bits in the last word: positions up to end - 1.
-  std::uint64_t w = m_begin[lastWord] & (~std::uint64_t{0} >> (63 - ((end - 1) & 63)));
+  // Mask of the valid bits in the last word: positions up to last - 1.
+  std::uint64_t w = m_begin[lastWord] & (~std::uint64_t{0} >> (63 - ((last - 1) & 63)));
   for (;;) {
     if (lastWord == firstWord) w &= ~std::uint64_t{0} << (first & 63);
     if (w) return (lastWord << 6) + 63 - static_cast<unsigned long>(std::countl_zero(w));
@@ -158,30 +166,39 @@ void BitVector::const_iterator::settle() noexcept {
 }
 
 BitVector::const_iterator BitVector::beginAt(unsigned long position) const noexcept {
+  if (position >= m_size) return const_iterator{m_end, m_begin, m_end, m_size, 0};
   const_iterator it{m_begin + (position >> 6), m_begin, m_end, position, 0};
-  if (position >= m_size) {
-    it.cur = m_end;
-    it.pos = m_size;
-    return it;
-  }
   it.rest = *it.cur >> (position & 63);
   it.settle();
   return it;
 }
 
+namespace {
+std::size_t popcountGeneric(std::uint64_t x) noexcept {
+  x = x - ((x >> 1) & 0x5555555555555555ull);
+  x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
+  x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+  return static_cast<std::size_t>((x * 0x0101010101010101ull) >> 56);
+}
+// Raw writers may leave bits beyond size() in the last word; both counts ignore them.
+std::uint64_t tailMask(std::size_t size) noexcept {
+  return (size & 63) ? (std::uint64_t{1} << (size & 63)) - 1 : ~std::uint64_t{0};
+}
+}  // namespace
+
 std::size_t BitVector::numSetGeneric() const noexcept {
+  const std::size_t n = wordCount();
+  if (n == 0) return 0;
   std::size_t c = 0;
-  for (const std::uint64_t* w = m_begin; w < m_end; ++w) {
-    std::uint64_t x = *w;
-    x = x - ((x >> 1) & 0x5555555555555555ull);
-    x = (x & 0x3333333333333333ull) + ((x >> 2) & 0x3333333333333333ull);
-    x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Full;
-    c += static_cast<std::size_t>((x * 0x0101010101010101ull) >> 56);
-  }
-  return c;
+  for (std::size_t i = 0; i + 1 < n; ++i) c += popcountGeneric(m_begin[i]);
+  return c + popcountGeneric(m_begin[n - 1] & tailMask(m_size));
 }
 
-std::size_t BitVector::numSetPopcnt() const noexcept { return popcntWords(m_begin, wordCount()); }
+std::size_t BitVector::numSetPopcnt() const noexcept {
+  const std::size_t n = wordCount();
+  if (n == 0) return 0;
+  return popcntWords(m_begin, n - 1) + popcntWords(m_begin + n - 1, 1, tailMask(m_size));
+}
 
 void BitVector::serialize(SerializerInterface& s, bool) const {
   s << static_cast<unsigned long>(m_size);
@@ -193,11 +210,11 @@ void BitVector::deserialize(DeserializerInterface& d) {
   d >> size;
   BitVector fresh(*m_alloc);
   const std::size_t words = wordsFor(size);
-  // Guard against absurd sizes before allocating: each word must be present in the input.
-  fresh.reallocate(std::min<std::size_t>(words, std::size_t{1} << 20));
+  // The size comes from outside: storage grows geometrically with the words that really
+  // arrived, so a forged size costs at most about twice the input, never the claimed size.
   std::size_t done = 0;
   while (done < words) {
-    const std::size_t chunk = std::min<std::size_t>(words - done, std::size_t{1} << 20);
+    const std::size_t chunk = std::min(words - done, std::max<std::size_t>(done, 8192));
     fresh.reallocate(done + chunk);
     unsigned long got = 0;
     d.read(fresh.m_begin + done, chunk * 8, &got);
@@ -206,7 +223,7 @@ void BitVector::deserialize(DeserializerInterface& d) {
   }
   fresh.m_size = size;
   fresh.m_end = fresh.m_begin + words;
-  if (fresh.m_begin) fresh.clearTail();
+  if (fresh.m_begin) fresh.clearTail();  // the input may carry bits beyond size
   *this = std::move(fresh);
 }
 

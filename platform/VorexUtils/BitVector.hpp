@@ -73,7 +73,8 @@ class BitVector {
     bytes = wordCount() * 8;
   }
 
-  /// The highest set position in [first, end); a result >= end means none is set.
+  /// The highest set position in [first, end); a result >= end means none is set. Positions
+  /// at or beyond size() count as clear, so `end` may exceed size().
   unsigned long findLastSetInRange(unsigned long first, unsigned long end) const noexcept;
   /// An iterator on the first set bit at or after `position`.
   const_iterator beginAt(unsigned long position) const noexcept;

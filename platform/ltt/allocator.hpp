@@ -35,6 +35,12 @@ class refcounted_handle {
   T* operator->() const noexcept { return m_p; }
   T& operator*() const noexcept { return *m_p; }
   explicit operator bool() const noexcept { return m_p != nullptr; }
+  /// Drops the reference (if any) and becomes empty.
+  void reset() noexcept { refcounted_handle().swap(*this); }
+  void swap(refcounted_handle& o) noexcept { std::swap(m_p, o.m_p); }
+  friend bool operator==(const refcounted_handle& a, const refcounted_handle& b) noexcept {
+    return a.m_p == b.m_p;
+  }
 
  private:
   T* m_p = nullptr;

@@ -25,11 +25,11 @@ void* CountingAllocator::do_allocate(std::size_t bytes) noexcept {
   } catch (...) {
     return nullptr;
   }
+  // Count down only while armed, so that concurrent requests see each step exactly once.
   std::size_t n = m_failCountdown.load();
-  if (n != 0) {
-    m_failCountdown.store(n - 1);
-    if (n == 1) return nullptr;
+  while (n != 0 && !m_failCountdown.compare_exchange_weak(n, n - 1)) {
   }
+  if (n == 1) return nullptr;
   const std::size_t above = m_failAbove.load();
   if (above != 0 && bytes > above) return nullptr;
   void* p = parent()->allocateNoThrow(bytes);

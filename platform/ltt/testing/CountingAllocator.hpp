@@ -30,6 +30,13 @@ class CountingAllocator final : public ltt::allocator {
   void failAfter(std::size_t n) noexcept { m_failCountdown.store(n); }
   /// Every request above `bytes` fails; 0 disarms.
   void failAbove(std::size_t bytes) noexcept { m_failAbove.store(bytes); }
+  /// Lowers the largest request this allocator accepts (0 restores the default), so tests can
+  /// reach size limits without allocating.
+  void setMaxBlockBytes(std::size_t bytes) noexcept { m_maxBlock.store(bytes); }
+  std::size_t maxBlockBytes() const noexcept override {
+    const std::size_t m = m_maxBlock.load();
+    return m != 0 ? m : allocator::maxBlockBytes();
+  }
   void setBlockAllocator(bool on) noexcept { m_block = on; }
   bool isBlockAllocator() const noexcept override { return m_block; }
   /// True when every block was given back.
@@ -45,6 +52,7 @@ class CountingAllocator final : public ltt::allocator {
   std::atomic<std::size_t> m_lastRequest{0};
   std::atomic<std::size_t> m_failCountdown{0};
   std::atomic<std::size_t> m_failAbove{0};
+  std::atomic<std::size_t> m_maxBlock{0};
   bool m_block = false;
   mutable std::mutex m_mutex;
   std::vector<std::size_t> m_requests;

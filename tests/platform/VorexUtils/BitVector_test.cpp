@@ -1,0 +1,402 @@
+#include "VorexUtils/BitVector.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "VOREX_ERROR/VorexError.hpp"
+#include "VorexUtils/Serializer.hpp"
+#include "ltt/exception.hpp"
+#include "ltt/testing/CountingAllocator.hpp"
+
+namespace {
+
+using ltt::testing::CountingAllocator;
+using VorexUtils::BitVector;
+using Model = std::vector<bool>;
+
+constexpr int kInsufficientData = 70000000 + VOREX_ERROR::VOREX_KLTRC_INSUFFICIENT_DATA;
+
+// Plain references over the model.
+std::size_t modelLastSet(const Model& m, std::size_t first, std::size_t end) {
+  for (std::size_t i = end; i > first; --i) {
+    if (i - 1 < m.size() && m[i - 1]) return i - 1;
+  }
+  return end;
+}
+std::vector<std::size_t> modelSetFrom(const Model& m, std::size_t from) {
+  std::vector<std::size_t> out;
+  for (std::size_t i = from; i < m.size(); ++i) {
+    if (m[i]) out.push_back(i);
+  }
+  return out;
+}
+std::vector<std::size_t> iterate(BitVector::const_iterator it) {
+  std::vector<std::size_t> out;
+  for (; !it.atEnd(); ++it) out.push_back(*it);
+  return out;
+}
+
+// Content equals the model, and every bit of the block at or beyond size() is 0 (the
+// allocator knows the block size, so the check covers the spare words too).
+void expectMatches(const BitVector& bv, const Model& m, const CountingAllocator& alloc) {
+  ASSERT_EQ(bv.size(), m.size());
+  ASSERT_EQ(bv.wordCount(), (m.size() + 63) / 64);
+  for (std::size_t i = 0; i < m.size(); ++i) ASSERT_EQ(bv.test(i), m[i]) << "bit " << i;
+  if (bv.wordsBegin() == nullptr) return;
+  const std::size_t blockWords = alloc.getBlockSize(bv.wordsBegin()) / 8;
+  ASSERT_EQ(blockWords % 4, 0u);
+  ASSERT_GE(blockWords, bv.wordCount());
+  for (std::size_t w = m.size() / 64; w < blockWords; ++w) {
+    const std::uint64_t word = bv.wordsBegin()[w];
+    const std::uint64_t beyond =
+        w == m.size() / 64 && (m.size() & 63) ? word >> (m.size() & 63) : word;
+    ASSERT_EQ(beyond, 0u) << "word " << w;
+  }
+}
+
+TEST(BitVector, RandomOperationsMatchAModel) {
+  CountingAllocator alloc;
+  std::mt19937_64 rng(20260801);
+  for (int round = 0; round < 20; ++round) {
+    SCOPED_TRACE(round);
+    BitVector bv(alloc);
+    Model m;
+    for (int step = 0; step < 300; ++step) {
+      const int op = static_cast<int>(rng() % 100);
+      if (op < 8) {
+        const std::size_t n = rng() % 700;
+        const bool v = rng() & 1;
+        bv.resize(n, v);
+        m.resize(n, v);
+      } else if (op < 10) {
+        bv.setAll();
+        m.assign(m.size(), true);
+      } else if (op < 12) {
+        bv.clearAll();
+        m.assign(m.size(), false);
+      } else if (!m.empty()) {
+        const std::size_t i = rng() % m.size();
+        const bool v = op < 60;
+        bv.set(i, v);
+        m[i] = v;
+      }
+      if (step % 10 == 0) {
+        expectMatches(bv, m, alloc);
+        if (HasFailure()) return;
+        std::size_t count = 0;
+        for (bool b : m) count += b;
+        ASSERT_EQ(bv.countSet(), count);
+        ASSERT_EQ(bv.numSetGeneric(), count);
+        ASSERT_EQ(bv.numSetPopcnt(), count);
+        const std::size_t a = rng() % (m.size() + 2);
+        const std::size_t b = rng() % (m.size() + 2);
+        const std::size_t r = bv.findLastSetInRange(a, b);
+        const std::size_t expect = modelLastSet(m, a, b);
+        if (expect >= b) {
+          ASSERT_GE(r, b) << "[" << a << ", " << b << ")";
+        } else {
+          ASSERT_EQ(r, expect) << "[" << a << ", " << b << ")";
+        }
+        ASSERT_EQ(iterate(bv.beginAt(a)), modelSetFrom(m, a)) << "from " << a;
+      }
+    }
+  }
+  EXPECT_TRUE(alloc.checkNoLeaks());
+}
+
+TEST(BitVector, ConstructionFillsAndStorageIsRoundedToFourWords) {
+  struct Case {
+    std::size_t bits;
+    std::size_t requestBytes;
+  };
+  for (const Case c :
+       {Case{1, 32}, Case{64, 32}, Case{256, 32}, Case{257, 64}, Case{511, 64}, Case{513, 96}}) {
+    SCOPED_TRACE(c.bits);
+    for (bool v : {false, true}) {
+      CountingAllocator alloc;
+      {
+        BitVector bv(c.bits, v, alloc);
+        EXPECT_EQ(alloc.requests(), (std::vector<std::size_t>{c.requestBytes}));
+        expectMatches(bv, Model(c.bits, v), alloc);
+      }
+      EXPECT_TRUE(alloc.checkNoLeaks());
+    }
+  }
+  CountingAllocator alloc;
+  BitVector empty(0, true, alloc);
+  EXPECT_EQ(empty.wordsBegin(), empty.wordsEnd());
+  EXPECT_TRUE(alloc.requests().empty());
+  EXPECT_EQ(&BitVector::getDefaultAllocator(), &ltt::allocator::adaptor_allocator());
+}
+
+TEST(BitVector, ResizeAcrossWordsWithBothFillValues) {
+  const std::size_t sizes[] = {0, 1, 63, 64, 65, 127, 128, 129, 255, 256, 257, 300};
+  CountingAllocator alloc;
+  for (std::size_t from : sizes) {
+    for (std::size_t to : sizes) {
+      for (bool oldFill : {false, true}) {
+        for (bool newFill : {false, true}) {
+          SCOPED_TRACE(testing::Message()
+                       << from << "(" << oldFill << ") -> " << to << "(" << newFill << ")");
+          BitVector bv(from, oldFill, alloc);
+          Model m(from, oldFill);
+          bv.resize(to, newFill);
+          m.resize(to, newFill);
+          expectMatches(bv, m, alloc);
+          // Shrink then regrow with false: the dropped bits must not come back.
+          bv.resize(to / 2, newFill);
+          m.resize(to / 2, newFill);
+          bv.resize(to, false);
+          m.resize(to, false);
+          expectMatches(bv, m, alloc);
+          if (HasFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+TEST(BitVector, FindLastSetInRangeAcrossWords) {
+  BitVector bv(260, false);
+  for (std::size_t i : {0u, 63u, 64u, 200u}) bv.set(i);
+  struct Case {
+    std::size_t first, end, expect;  // expect == end: none
+  };
+  const Case cases[] = {{0, 1, 0},      {1, 63, 63},      {1, 64, 63},  {0, 260, 200},
+                        {65, 200, 200}, {65, 201, 200},   {64, 65, 64}, {201, 260, 260},
+                        {10, 10, 10},   {20, 10, 10},     {0, 64, 63},  {199, 201, 200},
+                        {0, 1000, 200}, {250, 1000, 1000}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << "[" << c.first << ", " << c.end << ")");
+    const unsigned long r = bv.findLastSetInRange(c.first, c.end);
+    if (c.expect == c.end) {
+      EXPECT_GE(r, c.end);
+    } else {
+      EXPECT_EQ(r, c.expect);
+    }
+  }
+  BitVector none(0, false);
+  EXPECT_GE(none.findLastSetInRange(0, 5), 5u);
+}
+
+TEST(BitVector, BeginAtExposesTheIteratorFields) {
+  BitVector bv(200, false);
+  for (std::size_t i : {3u, 64u, 130u, 199u}) bv.set(i);
+  const std::uint64_t* w = bv.wordsBegin();
+
+  auto it = bv.beginAt(0);
+  EXPECT_EQ(it.cur, w);
+  EXPECT_EQ(it.first, w);
+  EXPECT_EQ(it.end, bv.wordsEnd());
+  EXPECT_EQ(it.pos, 3u);
+  EXPECT_EQ(it.rest, w[0] >> 3);
+  EXPECT_EQ(it.rest & 1, 1u);
+
+  it = bv.beginAt(4);  // skips to the next word
+  EXPECT_EQ(it.cur, w + 1);
+  EXPECT_EQ(it.pos, 64u);
+  EXPECT_EQ(it.rest, 1u);
+
+  it = bv.beginAt(65);  // skips an empty remainder, lands mid-word
+  EXPECT_EQ(it.cur, w + 2);
+  EXPECT_EQ(it.pos, 130u);
+  EXPECT_EQ(it.rest, w[2] >> 2);
+  ++it;
+  EXPECT_EQ(it.cur, w + 3);
+  EXPECT_EQ(it.pos, 199u);
+  EXPECT_EQ(it.rest, 1u);
+  ++it;
+  EXPECT_TRUE(it.atEnd());
+
+  EXPECT_TRUE(bv.beginAt(200).atEnd());
+  EXPECT_TRUE(bv.beginAt(5000).atEnd());
+  EXPECT_TRUE(BitVector().beginAt(0).atEnd());
+}
+
+TEST(BitVector, IteratorBuiltOnRawWords) {
+  const std::uint64_t words[3] = {0, 0x8000000000000000ull, 0x5};
+  BitVector::const_iterator it{words, words, words + 3, 0, words[0]};
+  it.settle();
+  std::vector<std::size_t> got;
+  for (; !it.atEnd(); ++it) got.push_back(*it);
+  EXPECT_EQ(got, (std::vector<std::size_t>{127, 128, 130}));
+}
+
+TEST(BitVector, PopulationCountsAgreeAndIgnoreRawBitsBeyondSize) {
+  std::mt19937_64 rng(7);
+  for (std::size_t n : {0u, 1u, 63u, 64u, 65u, 1000u, 4097u}) {
+    SCOPED_TRACE(n);
+    BitVector bv(n, false);
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (rng() % 3 == 0) {
+        bv.set(i);
+        ++count;
+      }
+    }
+    // A raw writer that strays into the tail word beyond size must not change the count.
+    if (n & 63) bv.wordsBegin()[n / 64] |= ~std::uint64_t{0} << (n & 63);
+    EXPECT_EQ(bv.numSetGeneric(), count);
+    EXPECT_EQ(bv.numSetPopcnt(), count);
+    EXPECT_EQ((bv.*BitVector::numSet_pointer)(), count);
+  }
+}
+
+TEST(BitVector, ReadStorageHandsOutWritableWords) {
+  const BitVector bv(130, false);
+  void* data = nullptr;
+  unsigned long bytes = 0;
+  bv.readStorage(data, bytes);
+  EXPECT_EQ(data, bv.wordsBegin());
+  EXPECT_EQ(bytes, 24u);
+  static_cast<std::uint64_t*>(data)[2] = 2;  // position 129
+  EXPECT_TRUE(bv.test(129));
+}
+
+TEST(BitVector, CopyAndMove) {
+  CountingAllocator a("a"), b("b");
+  BitVector src(150, false, a);
+  src.set(1);
+  src.set(149);
+  BitVector copy(src);
+  EXPECT_TRUE(copy == src);
+  copy.clear(1);
+  EXPECT_TRUE(src.test(1));  // deep copy
+
+  BitVector target(10, true, b);
+  target = src;  // the target keeps its allocator
+  EXPECT_TRUE(target == src);
+  EXPECT_EQ(b.liveBlocks(), 1u);
+
+  BitVector moved(std::move(src));
+  EXPECT_EQ(moved.size(), 150u);
+  EXPECT_EQ(src.size(), 0u);
+  EXPECT_EQ(src.wordsBegin(), nullptr);
+}
+
+// --- persisted form ------------------------------------------------------------------------------
+
+std::string hex(const std::string& bytes) {
+  static const char* digits = "0123456789abcdef";
+  std::string out;
+  for (unsigned char c : bytes) {
+    out += digits[c >> 4];
+    out += digits[c & 15];
+  }
+  return out;
+}
+
+TEST(BitVector, SerializedFormIsSizeThenWords) {
+  BitVector bv(70, false);
+  bv.set(0);
+  bv.set(69);
+  std::string out;
+  VorexUtils::BinarySerializer s(out);
+  bv.serialize(s, true);
+  EXPECT_EQ(hex(out),
+            "4600000000000000"
+            "0100000000000000"
+            "2000000000000000");
+
+  out.clear();
+  BitVector().serialize(s);
+  EXPECT_EQ(hex(out), "0000000000000000");
+}
+
+TEST(BitVector, SerializeRoundTrip) {
+  std::mt19937_64 rng(99);
+  CountingAllocator alloc;
+  for (std::size_t n : {0u, 1u, 64u, 65u, 255u, 256u, 257u, 100000u}) {
+    SCOPED_TRACE(n);
+    BitVector src(n, false, alloc);
+    Model m(n, false);
+    for (std::size_t i = 0; i < n; ++i) {
+      if (rng() & 1) {
+        src.set(i);
+        m[i] = true;
+      }
+    }
+    std::string out;
+    VorexUtils::BinarySerializer s(out);
+    src.serialize(s);
+    s << 0xABCDu;  // what follows stays unread
+    EXPECT_EQ(out.size(), 8 + 8 * ((n + 63) / 64) + 4);
+
+    BitVector dst(3, true, alloc);
+    VorexUtils::BinaryDeserializer d(out.data(), out.size());
+    dst.deserialize(d);
+    EXPECT_TRUE(dst == src);
+    expectMatches(dst, m, alloc);
+    EXPECT_EQ(d.remaining(), 4u);
+  }
+}
+
+TEST(BitVector, DeserializeMasksBitsBeyondSize) {
+  std::string in;
+  VorexUtils::BinarySerializer s(in);
+  s << 3ul << ~0ul;
+  BitVector bv;
+  VorexUtils::BinaryDeserializer d(in.data(), in.size());
+  bv.deserialize(d);
+  EXPECT_EQ(bv.size(), 3u);
+  EXPECT_EQ(bv.wordsBegin()[0], 7u);
+  EXPECT_EQ(bv.countSet(), 3u);
+}
+
+TEST(BitVector, ShortInputThrowsAndLeavesTheTarget) {
+  BitVector src(200, true);
+  std::string full;
+  VorexUtils::BinarySerializer s(full);
+  src.serialize(s);
+  CountingAllocator alloc;
+  for (std::size_t cut : {0u, 1u, 7u, 8u, 9u, 16u, 39u}) {
+    SCOPED_TRACE(cut);
+    BitVector dst(5, true, alloc);
+    VorexUtils::BinaryDeserializer d(full.data(), cut);
+    try {
+      dst.deserialize(d);
+      FAIL() << "no exception";
+    } catch (const ltt::exception& e) {
+      EXPECT_EQ(e.code(), kInsufficientData);
+      EXPECT_STREQ(e.what(), VOREX_ERROR::GetMsg(VOREX_ERROR::VOREX_KLTRC_INSUFFICIENT_DATA));
+    }
+    EXPECT_EQ(dst.size(), 5u);
+    EXPECT_EQ(dst.countSet(), 5u);
+    EXPECT_EQ(alloc.liveBlocks(), 1u);
+  }
+}
+
+TEST(BitVector, ForgedSizesCostNoMoreThanTheInput) {
+  for (unsigned long size : {1ul << 40, 1ul << 63, ~0ul, ~0ul - 62}) {
+    SCOPED_TRACE(size);
+    std::string in;
+    VorexUtils::BinarySerializer s(in);
+    s << size;
+    in.append(64, '\xff');
+    CountingAllocator alloc;
+    BitVector bv(alloc);
+    VorexUtils::BinaryDeserializer d(in.data(), in.size());
+    EXPECT_THROW(bv.deserialize(d), ltt::exception);
+    for (std::size_t r : alloc.requests()) EXPECT_LE(r, 64u * 1024);
+    EXPECT_EQ(bv.size(), 0u);
+    EXPECT_TRUE(alloc.checkNoLeaks());
+  }
+}
+
+TEST(BitVector, ResizeBeyondTheAllocatorLimitThrows) {
+  CountingAllocator alloc;
+  alloc.setMaxBlockBytes(1024);
+  BitVector bv(10, true, alloc);
+  EXPECT_THROW(bv.resize(1024 * 8 + 1, false), ltt::bad_alloc);
+  EXPECT_THROW(bv.resize(~0ul, false), ltt::bad_alloc);
+  EXPECT_EQ(bv.size(), 10u);
+  EXPECT_EQ(bv.countSet(), 10u);
+  bv.resize(1024 * 8, true);
+  EXPECT_EQ(bv.countSet(), 1024u * 8);
+}
+
+}  // namespace
