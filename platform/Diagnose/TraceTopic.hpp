@@ -1,7 +1,10 @@
 // Trace topics. The first byte of a topic is its level: a message at level n passes the fast
 // guard when that byte, read as signed, is above n - 1, so a message that is off costs one
 // compare. Topics are constant-initialised and valid before any static constructor runs.
-// Thread-safe: levels are relaxed atomics; emission goes through the current TraceSink.
+// The byte is max(global level, every active session level); checkSessionLevel then decides
+// whether this thread really wants the message.
+// Thread-safe: levels are relaxed atomics written under the registry lock; emission goes
+// through the current TraceSink.
 #pragma once
 
 #include <atomic>
@@ -43,6 +46,7 @@ class DiagTopic {
 
   /// Registers the topic by name (idempotent); run from the static initialiser of its owner.
   void init() noexcept;
+  bool isRegistered() const noexcept;
 
  protected:
   // The effective level byte: max(global level, any active session level). Must stay first.
@@ -51,12 +55,35 @@ class DiagTopic {
   const char* m_description;
   TraceLevel m_defaultLevel;
   std::atomic<signed char> m_globalLevel{m_defaultLevel};
-  std::atomic<int> m_sessions{0};
-  DiagTopic* m_next = nullptr;
-  bool m_registered = false;
+  std::atomic<int> m_sessions{0};  // live session scopes of the topic, on any thread
+  DiagTopic* m_next = nullptr;  // registration order; guarded by the registry lock
+  bool m_registered = false;     // guarded by the registry lock
 
   friend class TopicRegistry;
   friend class ScopedSessionLevel;
+};
+
+/// Raises a topic to `level` for the calling thread while in scope. Other threads see the raised
+/// byte but are turned away by checkSessionLevel, so they pay one extra call, never a message.
+/// The innermost scope of a thread wins for its topic. Must end on the thread that made it.
+class ScopedSessionLevel {
+ public:
+  ScopedSessionLevel(DiagTopic& topic, TraceLevel level) noexcept;
+  ~ScopedSessionLevel();
+  ScopedSessionLevel(const ScopedSessionLevel&) = delete;
+  ScopedSessionLevel& operator=(const ScopedSessionLevel&) = delete;
+
+  /// The session level of the calling thread's innermost scope for `topic`, if any.
+  static bool threadLevel(const DiagTopic& topic, TraceLevel& level) noexcept;
+
+ private:
+  DiagTopic& m_topic;
+  TraceLevel m_level;
+  ScopedSessionLevel* m_threadPrev;           // this thread's scopes, innermost first
+  ScopedSessionLevel* m_prev = nullptr;       // all live scopes; guarded by the registry lock
+  ScopedSessionLevel* m_next = nullptr;
+
+  friend class TopicRegistry;
 };
 
 class TraceTopic : public DiagTopic {
@@ -84,6 +111,7 @@ struct TraceRecord {
   std::uint64_t threadId;
   std::int64_t timeMicros;  // since the epoch
   std::string text;
+  bool endLine = true;  // false: the text continues the line of the next record
 };
 
 /// Where records go. current() is the default sink unless one was installed.
@@ -95,6 +123,17 @@ class TraceSink {
   /// Installs a sink (null restores the default); returns the previous one (null if default).
   static TraceSink* install(TraceSink* sink) noexcept;
 };
+
+/// The default sink's line for a record, without the line end:
+/// "2024-05-01 12:00:00.000042 <thread> <level> <topic> <file>:<line> <text>" (UTC, file
+/// without its directories).
+std::string formatTraceLine(const TraceRecord& record);
+
+/// Sends the default sink's lines to `path` (appended); an empty path returns to stderr.
+/// False, and no change, when the file cannot be opened.
+bool setTraceFile(const std::string& path) noexcept;
+/// The file the default sink writes to, or "" for stderr.
+std::string getTraceFile();
 
 /// An output stream whose destructor emits one record to the current sink.
 class TraceStream : public std::ostream {

@@ -84,6 +84,21 @@ bool parseUnsigned(const std::string& text, std::uint64_t max, std::uint64_t& ou
   return true;
 }
 
+bool parseSigned(const std::string& text, std::int64_t min, std::int64_t max,
+                 std::int64_t& out) noexcept {
+  const char* s = text.c_str();
+  while (*s == ' ' || *s == '\t') ++s;
+  const char* digits = (*s == '-' || *s == '+') ? s + 1 : s;
+  if (*digits < '0' || *digits > '9') return false;
+  errno = 0;
+  char* end = nullptr;
+  const long long v = std::strtoll(s, &end, 10);
+  while (*end == ' ' || *end == '\t' || *end == '\r' || *end == '\n') ++end;
+  if (errno == ERANGE || *end != '\0' || v < min || v > max) return false;
+  out = v;
+  return true;
+}
+
 const CachedConfigValue<unsigned long>& mgetSearchNumaThreshold() noexcept {
   static const CachedConfigValue<unsigned long> v("attributes", "mgetSearch_numa_threshold",
                                                   512000);

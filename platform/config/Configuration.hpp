@@ -6,11 +6,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace config {
@@ -48,10 +50,13 @@ struct ConfigTimeBasedValue {
   static void bump() noexcept;
 };
 
-/// A typed value of the active configuration with a default. Parses with strtoull; a value that
-/// is absent, has trailing garbage or is out of range gives the default.
+/// A typed value of the active configuration with a default. Integers parse as decimal (leading
+/// blanks and trailing blanks allowed; no sign for unsigned types); a value that is absent, has
+/// trailing garbage or is out of range for T gives the default. bool reads through stringToBool.
 template <class T>
 class ConfigValue {
+  static_assert(std::is_integral_v<T>, "ConfigValue holds integers or bool");
+
  public:
   constexpr ConfigValue(const char* section, const char* key, T defaultValue) noexcept
       : m_section(section), m_key(key), m_default(defaultValue) {}
@@ -66,17 +71,28 @@ class ConfigValue {
   T m_default;
 };
 
-/// Parses an unsigned number as ConfigValue does; false for garbage or overflow.
+/// Parses an unsigned decimal number as ConfigValue does; false for a sign, garbage or a value
+/// above `max`.
 bool parseUnsigned(const std::string& text, std::uint64_t max, std::uint64_t& out) noexcept;
+/// The same for a signed decimal number in [min, max].
+bool parseSigned(const std::string& text, std::int64_t min, std::int64_t max,
+                 std::int64_t& out) noexcept;
 
 template <class T>
 T ConfigValue<T>::getValueFromConfig() const {
   auto cfg = getActiveConfiguration();
   std::string text;
-  std::uint64_t v = 0;
-  if (cfg && cfg->getValue(m_section, m_key, text) &&
-      parseUnsigned(text, static_cast<std::uint64_t>(static_cast<T>(~T{0})), v))
-    return static_cast<T>(v);
+  if (!cfg || !cfg->getValue(m_section, m_key, text)) return m_default;
+  if constexpr (std::is_same_v<T, bool>) {
+    return Configuration::stringToBool(text);
+  } else if constexpr (std::is_signed_v<T>) {
+    std::int64_t v = 0;
+    if (parseSigned(text, std::numeric_limits<T>::min(), std::numeric_limits<T>::max(), v))
+      return static_cast<T>(v);
+  } else {
+    std::uint64_t v = 0;
+    if (parseUnsigned(text, std::numeric_limits<T>::max(), v)) return static_cast<T>(v);
+  }
   return m_default;
 }
 
@@ -89,9 +105,9 @@ class CachedConfigValue {
       : m_value(section, key, defaultValue), m_cached(defaultValue) {}
   T get() const {
     const std::uint64_t now = ConfigTimeBasedValue::getConfigTime();
-    if (m_time.load(std::memory_order_relaxed) != now) {
+    if (m_time.load(std::memory_order_acquire) != now) {
       m_cached.store(m_value.getValueFromConfig(), std::memory_order_relaxed);
-      m_time.store(now, std::memory_order_relaxed);
+      m_time.store(now, std::memory_order_release);  // publishes the value read for `now`
     }
     return m_cached.load(std::memory_order_relaxed);
   }
