@@ -33,4 +33,19 @@ enum AllocatorGroup : unsigned {
 /// The allocator of `group` (a test override if one is installed, else the group's handle).
 ltt::allocator& getIndexVectorAllocator(AllocatorGroup group) noexcept;
 
+/// The group handles, each a child of the global allocator named after it without "s_".
+extern ltt::refcounted_handle<ltt::allocator> s_SingleAllocator, s_PagedAllocator,
+    s_GeometryAllocator, s_MultiValueAllocator, s_SparseClusterAllocator,
+    s_SparseIndirectAllocator, s_SparseLrleAllocator, s_SparsePrefixAllocator,
+    s_SparseRleAllocator, s_SparseSparseAllocator, s_MainSingleIndexAllocator,
+    s_MainBlockIndexAllocator, s_MainRangedBlockIndexAllocator, s_DeltaAllocator,
+    s_LrleDictAllocator, s_RoDictAllocator, s_TextAllocator;
+
+namespace detail {
+/// Installs `alloc` (null: none) for `group`; returns the previous override. Test hook, used
+/// through VorexUtils::testing::ScopedIndexVectorAllocator.
+ltt::allocator* exchangeIndexVectorAllocatorOverride(AllocatorGroup group,
+                                                     ltt::allocator* alloc) noexcept;
+}  // namespace detail
+
 }  // namespace VorexUtils
