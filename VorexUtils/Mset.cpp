@@ -20,24 +20,30 @@ constexpr unsigned groupValues(unsigned bits) {
   return 16;
 }
 
-// Or-s value K of a group into the word array; a value that crosses a word gives its high part
-// to the next word. Shifts are constants, so the array lives in registers.
-template <unsigned Bits, unsigned K>
-inline void placeAt(Word* acc, const unsigned* in) noexcept {
-  constexpr unsigned bit = K * Bits;
-  constexpr unsigned idx = bit / 64;
-  constexpr unsigned off = bit % 64;
-  const Word v = in[K];
-  acc[idx] |= v << off;
-  if constexpr (off + Bits > 64) acc[idx + 1] |= v >> (64 - off);
+// Word J of a group is the or of the values that overlap it, each shifted by a constant: a value
+// that began in the word before contributes its high part. Each word is built in a register
+// and stored once (an array in memory would be reloaded as a vector and stall).
+template <unsigned Bits, unsigned J, unsigned K>
+inline Word partOf(const unsigned* in) noexcept {
+  constexpr long start = long(K) * Bits - 64L * J;  // stream bit of value K relative to word J
+  if constexpr (start >= 0) {
+    return Word{in[K]} << start;
+  } else {
+    return Word{in[K]} >> -start;
+  }
 }
 
-template <unsigned Bits, std::size_t... K>
-inline void encodeGroup(Word* out, const unsigned* in, std::index_sequence<K...>) noexcept {
-  constexpr unsigned words = groupValues(Bits) * Bits / 64;
-  Word acc[words] = {};
-  (placeAt<Bits, static_cast<unsigned>(K)>(acc, in), ...);
-  std::memcpy(out, acc, sizeof acc);
+template <unsigned Bits, unsigned J, unsigned First, std::size_t... I>
+inline Word wordOf(const unsigned* in, std::index_sequence<I...>) noexcept {
+  return (partOf<Bits, J, First + static_cast<unsigned>(I)>(in) | ...);
+}
+
+template <unsigned Bits, std::size_t... J>
+inline void encodeGroup(Word* out, const unsigned* in, std::index_sequence<J...>) noexcept {
+  // Values overlapping word j: from floor(64j / Bits) to floor((64j + 63) / Bits).
+  ((out[J] = wordOf<Bits, static_cast<unsigned>(J), 64 * J / Bits>(
+        in, std::make_index_sequence<(64 * J + 63) / Bits - 64 * J / Bits + 1>{})),
+   ...);
 }
 
 // Encodes `groups` whole groups at word cursor w. Returns the values consumed.
@@ -49,7 +55,7 @@ std::size_t encodeGroups(Word* w, const unsigned* in, std::size_t groups) noexce
   } else {
     constexpr unsigned words = G * Bits / 64;
     for (std::size_t g = 0; g < groups; ++g, w += words, in += G) {
-      encodeGroup<Bits>(w, in, std::make_index_sequence<G>{});
+      encodeGroup<Bits>(w, in, std::make_index_sequence<words>{});
     }
     return groups * G;
   }
