@@ -1,13 +1,16 @@
 // Typed byte sinks and sources of persisted objects. The interfaces are virtual; the integer
 // operations return *this for chaining. BinarySerializer/BinaryDeserializer encode fixed-width
-// little-endian integers and a string as a u32 length plus its bytes (docs/serializer.md).
-// StreamOutput is a text-like serializer over an ostream. Thread-compatible.
+// little-endian integers and a string as a u32 length plus its bytes (docs/serializer.md); the
+// Streaming:: family shares that encoding. StreamOutput is a text-like serializer over an
+// ostream. Thread-compatible.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
+
+#include "VorexUtils/BinarySerializerT.hpp"
 
 namespace VorexUtils {
 
@@ -66,46 +69,19 @@ class Deserializer : public DeserializerInterface {
   virtual bool hasDefaultExactRead() const noexcept { return true; }
 };
 
-/// Throws the insufficient-data exception (shared by every short typed read).
-[[noreturn]] void throwInsufficientData();
+extern template class BinarySerializerT<Serializer>;
+extern template class BinaryDeserializerT<Deserializer>;
 
-/// Little-endian fixed-width encoding into a string owned by the caller.
-class BinarySerializer : public Serializer {
+/// The binary encoding (see BinarySerializerT.hpp) into a string owned by the caller.
+class BinarySerializer : public BinarySerializerT<Serializer> {
  public:
-  explicit BinarySerializer(std::string& out) : m_out(out) {}
-  BinarySerializer& operator<<(unsigned char v) override;
-  BinarySerializer& operator<<(char v) override;
-  BinarySerializer& operator<<(int v) override;
-  BinarySerializer& operator<<(unsigned int v) override;
-  BinarySerializer& operator<<(long v) override;
-  BinarySerializer& operator<<(unsigned long v) override;
-  BinarySerializer& operator<<(const std::string& v) override;
-  void write(const void* data, unsigned long bytes) override;
-
- private:
-  std::string& m_out;
+  using BinarySerializerT::BinarySerializerT;
 };
 
 /// Reads the encoding of BinarySerializer from memory the caller keeps alive.
-class BinaryDeserializer : public Deserializer {
+class BinaryDeserializer : public BinaryDeserializerT<Deserializer> {
  public:
-  BinaryDeserializer(const void* data, std::size_t bytes)
-      : m_data(static_cast<const unsigned char*>(data)), m_size(bytes) {}
-  BinaryDeserializer& operator>>(unsigned char& v) override;
-  BinaryDeserializer& operator>>(char& v) override;
-  BinaryDeserializer& operator>>(int& v) override;
-  BinaryDeserializer& operator>>(unsigned int& v) override;
-  BinaryDeserializer& operator>>(long& v) override;
-  BinaryDeserializer& operator>>(unsigned long& v) override;
-  BinaryDeserializer& operator>>(std::string& v) override;
-  void read(void* data, unsigned long bytes, unsigned long* done) override;
-  std::size_t remaining() const noexcept { return m_size - m_pos; }
-
- private:
-  void take(void* dst, std::size_t n);  // exact, or throws the insufficient-data exception
-  const unsigned char* m_data;
-  std::size_t m_size;
-  std::size_t m_pos = 0;
+  using BinaryDeserializerT::BinaryDeserializerT;
 };
 
 /// Text-like serializer: char -> the byte; unsigned char -> the byte and a blank;

@@ -242,4 +242,13 @@ TEST(StreamOutput, TextForms) {
   }
 }
 
+TEST(StreamOutput, FormIgnoresTheStreamsFormatting) {
+  std::ostringstream os;
+  os << std::hex << std::showbase << std::uppercase;
+  os.width(10);
+  VorexUtils::StreamOutput out(os);
+  out << 255u << -16 << 4096UL << std::string("ab");
+  EXPECT_EQ(os.str(), "255 -16 4096 2 ab");
+}
+
 }  // namespace
