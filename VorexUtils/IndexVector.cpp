@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "MemoryManager/TransientMetadataNUMAInfo.hpp"
 #include "VorexUtils/MgetBuffer.hpp"
 
 namespace VorexUtils {
@@ -204,6 +205,10 @@ unsigned long IndexVector::getSizeOfMemoryIntersection(void* begin, void* end) c
   const auto hi = std::min(reinterpret_cast<std::uintptr_t>(end),
                            reinterpret_cast<std::uintptr_t>(m_buffer) + 8 * m_capacity);
   return hi > lo ? hi - lo : 0;
+}
+
+void IndexVector::getPageNumaLocationMap(MemoryManager::TransientMetadataNUMAInfo& info) const {
+  info.calculatePageCountAndNodeId(m_buffer, getAllocatedMemorySize());
 }
 
 bool IndexVector::isZeroOnly() const noexcept {
