@@ -54,6 +54,14 @@ void writeFrame(std::ostream& os, int index, void* address, const char* symbolTe
   std::free(demangled);
 }
 
+// Index of the caller's frame: the one holding `returnAddress`. Sanitizers may put frames of
+// their own before ours, so the position is searched, not assumed.
+int callerFrame(void* const* frames, int count, const void* returnAddress) noexcept {
+  for (int i = 0; i < count; ++i)
+    if (frames[i] == returnAddress) return i;
+  return count > 0 ? 1 : 0;
+}
+
 void writeFrames(std::ostream& os, void* const* frames, int count) {
   if (count <= 0) return;
   char** symbols = backtrace_symbols(frames, count);
@@ -63,22 +71,24 @@ void writeFrames(std::ostream& os, void* const* frames, int count) {
 
 }  // namespace
 
-// Not inlined, so that frame 0 is always this function and `skip` counts the caller's frames.
+// Not inlined, so that the return address names the caller's frame.
 __attribute__((noinline)) void CallStackManager::showStack(std::ostream& os, unsigned long skip) {
   void* frames[kMaxFrames];
   const int n = backtrace(frames, kMaxFrames);
-  const unsigned long drop = skip + 1;
-  if (static_cast<unsigned long>(n) <= drop) return;
-  writeFrames(os, frames + drop, n - static_cast<int>(drop));
+  const unsigned long first =
+      static_cast<unsigned long>(callerFrame(frames, n, __builtin_return_address(0))) + skip;
+  if (static_cast<unsigned long>(n) <= first) return;
+  writeFrames(os, frames + first, n - static_cast<int>(first));
 }
 
 __attribute__((noinline)) void CallStackManager::saveStack(const void* key) {
   void* frames[kMaxFrames];
   const int n = backtrace(frames, kMaxFrames);
+  const int first = callerFrame(frames, n, __builtin_return_address(0));
   SavedStack& s = t_saved;
   s.key = key;
-  s.count = n > 1 ? n - 1 : 0;
-  for (int i = 0; i < s.count; ++i) s.frames[i] = frames[i + 1];
+  s.count = n - first;
+  for (int i = 0; i < s.count; ++i) s.frames[i] = frames[first + i];
 }
 
 const void* CallStackManager::savedStackKey() noexcept { return t_saved.key; }

@@ -52,14 +52,6 @@ TEST(TraceTopic, LevelIsTheFirstByte) {
   EXPECT_EQ(*reinterpret_cast<const signed char*>(&TRACE_BASISCLIENT), -3);
 }
 
-TEST(TraceTopic, DefaultsToErrors) {
-  constinit static Diagnose::TraceTopic fresh("fresh", "fresh");
-  EXPECT_EQ(fresh.getLevel(), 1);
-  EXPECT_EQ(fresh.defaultLevel(), 1);
-  EXPECT_TRUE(fresh.isActive(1));
-  EXPECT_FALSE(fresh.isActive(2));
-}
-
 TEST(TraceTopic, GuardedMessageIsNotEvaluatedWhenOff) {
   TraceCapture cap({{g_topic, 2}});
   int evaluated = 0;

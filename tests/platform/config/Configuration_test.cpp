@@ -76,13 +76,12 @@ TEST(ConfigValue, RangeOfTheTargetType) {
   EXPECT_TRUE((config::ConfigValue<bool>("s", "absent", true).getValueFromConfig()));
 }
 
-TEST(ConfigValue, NoActiveConfigurationGivesTheDefault) {
-  ScopedConfiguration none(std::shared_ptr<const config::Configuration>{});
-  EXPECT_EQ(config::mgetSearchNumaThreshold().get(), 512000u);
-  EXPECT_EQ(config::maxTraceValues().get(), 150u);
-}
-
-TEST(ConfigValue, WellKnownKeys) {
+TEST(ConfigValue, WellKnownKeysAndTheirDefaults) {
+  {
+    ScopedConfiguration none(std::shared_ptr<const config::Configuration>{});
+    EXPECT_EQ(config::mgetSearchNumaThreshold().get(), 512000u);
+    EXPECT_EQ(config::maxTraceValues().get(), 150u);
+  }
   ScopedConfiguration cfg({{"attributes", "mgetSearch_numa_threshold", "10"},
                            {"OLAP", "MAX_TRACE_VALUES", "3"}});
   EXPECT_EQ(config::mgetSearchNumaThreshold().get(), 10u);
