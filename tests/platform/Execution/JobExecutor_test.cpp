@@ -14,6 +14,7 @@
 #include "Execution/testing/FakeJobExecutor.hpp"
 #include "VorexUtils/Parallel/JobBase.hpp"
 #include "config/Configuration.hpp"
+#include "config/testing/ScopedConfiguration.hpp"
 
 namespace {
 
@@ -56,21 +57,6 @@ std::vector<JobBase*> pointers(std::vector<std::unique_ptr<StepJob>>& jobs) {
   for (auto& j : jobs) out.push_back(j.get());
   return out;
 }
-
-// Installs a configuration for the scope and puts the previous one back.
-class ScopedConfig {
- public:
-  ScopedConfig() : m_previous(config::getActiveConfiguration()) {
-    m_cfg = std::make_shared<config::MapConfiguration>();
-    config::setActiveConfiguration(m_cfg);
-  }
-  ~ScopedConfig() { config::setActiveConfiguration(m_previous); }
-  config::MapConfiguration& operator*() { return *m_cfg; }
-
- private:
-  std::shared_ptr<const config::Configuration> m_previous;
-  std::shared_ptr<config::MapConfiguration> m_cfg;
-};
 
 TEST(JobBase, RunExDrivesFirstRunThenRunUntilNotOne) {
   StepJob job(4, -1, 0, 7);
@@ -121,21 +107,21 @@ TEST(TbbJobExecutor, LevelOnThisMachineAndConfigOverrides) {
     EXPECT_EQ(hardware, 1);  // the single-node build machine
   }
 #endif
-  ScopedConfig cfg;
+  config::testing::ScopedConfiguration cfg;
   EXPECT_EQ(exec.getNumaFeatures(), hardware);
 
-  (*cfg).set("execution", "numa_strict_affinity", "true");
+  cfg.map().set("execution", "numa_strict_affinity", "true");
   EXPECT_EQ(exec.getNumaFeatures(), Execution::numaFeaturesOf(numa, nodes, true));
   for (const char* forced : {"0", "1", "2", "3"}) {
-    (*cfg).set("Execution", "NUMA_features", forced);
+    cfg.map().set("Execution", "NUMA_features", forced);
     EXPECT_EQ(exec.getNumaFeatures(), forced[0] - '0') << forced;
   }
   for (const char* ignored : {"4", "-1", "two", ""}) {
-    (*cfg).set("execution", "numa_features", ignored);
+    cfg.map().set("execution", "numa_features", ignored);
     EXPECT_EQ(exec.getNumaFeatures(), Execution::numaFeaturesOf(numa, nodes, true)) << ignored;
   }
-  (*cfg).erase("execution", "numa_features");
-  (*cfg).erase("execution", "numa_strict_affinity");
+  cfg.map().erase("execution", "numa_features");
+  cfg.map().erase("execution", "numa_strict_affinity");
   EXPECT_EQ(exec.getNumaFeatures(), hardware);
 }
 
