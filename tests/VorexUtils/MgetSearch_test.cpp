@@ -1,0 +1,417 @@
+// Range and value-filter searches checked against a reference built from the bit layout alone:
+// values are written bit by bit into exactly the used words plus one spare word (random bits
+// everywhere else), and the expected hits come from the values that were written.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "VorexUtils/BitVector.hpp"
+#include "VorexUtils/IndexVectorRef.hpp"
+#include "ltt/testing/CountingAllocator.hpp"
+
+namespace VorexUtils {
+namespace {
+
+constexpr unsigned kAll = 0xFFFFFFFFu;
+constexpr std::size_t kSize = 1000;  // 15 groups and a partial one
+const std::vector<unsigned> kPrefix = {0xDEADBEEFu, 7, 3};
+
+unsigned maskOf(unsigned bits) { return bits == 0 ? 0 : kAll >> (32 - bits); }
+
+struct Packed {
+  unsigned bits;
+  std::vector<unsigned> values;
+  std::vector<unsigned long> words;  // used words and the spare word, nothing more
+
+  Packed(unsigned b, std::vector<unsigned> v, std::mt19937_64& rng) : bits(b), values(std::move(v)) {
+    const std::size_t used = bits == 0 ? 1 : (std::uint64_t{bits} * values.size() + 63) / 64;
+    words.resize(used + 1);
+    for (auto& w : words) w = rng();
+    for (std::size_t i = 0; i < values.size(); ++i)
+      for (unsigned k = 0; k < bits; ++k) {
+        const std::uint64_t p = std::uint64_t{bits} * i + k;
+        const unsigned long bit = 1ul << (p % 64);
+        if ((values[i] >> k) & 1)
+          words[p / 64] |= bit;
+        else
+          words[p / 64] &= ~bit;
+      }
+  }
+  IndexVectorRef view() const { return IndexVectorRef(words.data(), bits); }
+};
+
+/// Values that bounds are made from: the ends of the width and a few random ones.
+std::vector<unsigned> pivotsFor(unsigned bits, std::mt19937_64& rng) {
+  const unsigned m = maskOf(bits);
+  std::vector<unsigned> p = {0, 1, m, m - 1, m / 2, m / 2 + 1, unsigned(rng()) & m,
+                             unsigned(rng()) & m};
+  if (bits == 32) p.insert(p.end(), {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu});
+  for (auto& v : p) v = std::min(v, m);
+  return p;
+}
+
+/// Mostly values at and next to the pivots, so that every bound is met from both sides.
+std::vector<unsigned> valuesFor(unsigned bits, const std::vector<unsigned>& pivots, unsigned cap,
+                                std::mt19937_64& rng) {
+  const std::uint64_t m = std::min(maskOf(bits), cap);
+  std::vector<unsigned> v(kSize);
+  for (auto& x : v) {
+    const std::uint64_t pv = pivots[rng() % pivots.size()];
+    std::uint64_t r = rng() & m;
+    switch (rng() % 4) {
+      case 0: r = pv == 0 ? 0 : pv - 1; break;
+      case 1: r = pv; break;
+      case 2: r = pv + 1; break;
+    }
+    x = unsigned(std::min(r, m));
+  }
+  return v;
+}
+
+/// Every kind of bound: ordinary, empty, rangeTo 0, above the mask, equality, full.
+std::vector<std::pair<unsigned, unsigned>> boundsFor(unsigned bits, const std::vector<unsigned>& p) {
+  const std::uint64_t m = maskOf(bits);
+  std::vector<std::pair<unsigned, unsigned>> b = {{0, kAll}, {0, 0}, {5, 0}, {p[6], p[6]},
+                                                  {p[7] + 1, p[7]}, {0, 1}};
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    b.emplace_back(p[i], p[i] + 1);                    // equality (wraps to rangeTo 0 at kAll)
+    b.emplace_back(p[i], p[(i + 3) % p.size()]);       // ordinary or empty
+    b.emplace_back(p[i], unsigned(std::min<std::uint64_t>(m + 1, kAll)));  // up to the mask
+    b.emplace_back(p[i], kAll);                        // far above the mask
+  }
+  if (m < kAll) b.insert(b.end(), {{unsigned(m + 1), kAll}, {unsigned(m + 1), unsigned(m + 2)}});
+  return b;
+}
+
+/// Start and count: inside the head, to the next multiple, across groups, to the end, empty.
+std::vector<std::pair<std::size_t, std::size_t>> windows(std::mt19937_64& rng) {
+  std::vector<std::pair<std::size_t, std::size_t>> w = {
+      {0, kSize}, {0, 0},    {5, 0},     {0, 1},      {63, 1},          {64, 64},   {1, 62},
+      {10, 40},   {3, 61},   {3, 62},    {65, 190},   {100, kSize - 100}, {128, 128}, {127, 2},
+      {62, 200},  {64, 66},  {64, 127},  {kSize - 1, 1}, {kSize - 63, 63}, {kSize - 40, 40}};
+  for (int i = 0; i < 10; ++i) {
+    const std::size_t from = rng() % kSize;
+    w.emplace_back(from, rng() % (kSize - from + 1));
+  }
+  return w;
+}
+
+std::vector<unsigned> expectedList(const std::vector<unsigned>& hits) {
+  std::vector<unsigned> e = kPrefix;
+  e.insert(e.end(), hits.begin(), hits.end());
+  return e;
+}
+
+/// A result vector wider than the data, with every seventh bit already set.
+BitVector presetBits() {
+  BitVector bv(kSize + 70, false);
+  for (std::size_t i = 0; i < bv.size(); i += 7) bv.set(i);
+  return bv;
+}
+
+/// First position where `got` differs from the preset bits or-ed with `hits`, or -1.
+long firstBitDifference(const BitVector& got, const std::vector<unsigned>& hits) {
+  BitVector want = presetBits();
+  for (unsigned h : hits) want.set(h);
+  if (got.size() != want.size()) return -2;
+  for (std::size_t i = 0; i < want.size(); ++i)
+    if (got.test(i) != want.test(i)) return long(i);
+  return -1;
+}
+
+ltt::vector<unsigned> prefixed() {
+  ltt::vector<unsigned> v;
+  v.assign(kPrefix.begin(), kPrefix.end());
+  return v;
+}
+std::vector<unsigned> plain(const ltt::vector<unsigned>& v) { return {v.begin(), v.end()}; }
+
+class MgetSearchSweep : public ::testing::TestWithParam<unsigned> {};
+
+TEST_P(MgetSearchSweep, RangeMatchesReference) {
+  const unsigned bits = GetParam();
+  std::mt19937_64 rng(bits * 7919 + 1);
+  const auto pivots = pivotsFor(bits, rng);
+  const Packed d(bits, valuesFor(bits, pivots, kAll, rng), rng);
+  const IndexVectorRef ref = d.view();
+  for (auto [from, count] : windows(rng)) {
+    for (auto [lo, hi] : boundsFor(bits, pivots)) {
+      SCOPED_TRACE("from " + std::to_string(from) + " count " + std::to_string(count) +
+                   " range [" + std::to_string(lo) + ", " + std::to_string(hi) + ")");
+      std::vector<unsigned> hits;
+      for (std::size_t i = from; i < from + count; ++i)
+        if (lo <= d.values[i] && d.values[i] < hi) hits.push_back(unsigned(i));
+
+      ltt::vector<unsigned> list = prefixed();
+      ref.mgetSearch(from, count, lo, hi, list);
+      EXPECT_EQ(plain(list), expectedList(hits));
+
+      BitVector bv = presetBits();
+      ref.mgetSearch(from, count, lo, hi, bv);
+      EXPECT_EQ(firstBitDifference(bv, hits), -1);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST_P(MgetSearchSweep, FilterMatchesReference) {
+  const unsigned bits = GetParam();
+  std::mt19937_64 rng(bits * 104729 + 3);
+  // The filter needs a bit per value that occurs: keep values below 2^20 at wide widths.
+  const unsigned cap = (1u << 20) - 1;
+  const auto pivots = pivotsFor(bits, rng);
+  const Packed d(bits, valuesFor(bits, pivots, cap, rng), rng);
+  const std::size_t filterSize = std::size_t{std::min(maskOf(bits), cap)} + 1;
+  const IndexVectorRef ref = d.view();
+
+  BitVector dense(filterSize, false), onlyZero(filterSize, false), pivotsOnly(filterSize, false);
+  for (std::size_t v = 0; v < filterSize; ++v)
+    if (rng() & 1) dense.set(v);
+  onlyZero.set(0);
+  for (unsigned p : pivots) pivotsOnly.set(std::min<std::size_t>(p, filterSize - 1));
+
+  for (const BitVector* filter : {&dense, &onlyZero, &pivotsOnly}) {
+    for (auto [from, count] : windows(rng)) {
+      SCOPED_TRACE("from " + std::to_string(from) + " count " + std::to_string(count));
+      std::vector<unsigned> hits;
+      for (std::size_t i = from; i < from + count; ++i)
+        if (filter->test(d.values[i])) hits.push_back(unsigned(i));
+
+      ltt::vector<unsigned> list = prefixed();
+      ref.mgetSearch(from, count, *filter, list);
+      EXPECT_EQ(plain(list), expectedList(hits));
+
+      BitVector bv = presetBits();
+      ref.mgetSearch(from, count, *filter, bv);
+      EXPECT_EQ(firstBitDifference(bv, hits), -1);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST_P(MgetSearchSweep, PositionRangesAndIteratorTwins) {
+  const unsigned bits = GetParam();
+  std::mt19937_64 rng(bits + 11);
+  const auto pivots = pivotsFor(bits, rng);
+  const Packed d(bits, valuesFor(bits, pivots, kAll, rng), rng);
+  const IndexVectorRef ref = d.view();
+  ltt::vector<unsigned> ranges = {3, 9, 64, 200, 300, 300, 130, 140, 500, 999, 999, 1000};
+  const unsigned lo = pivots[6], hi = pivots[7] + 1;
+  std::vector<unsigned> hits;
+  for (std::size_t k = 0; k < ranges.size(); k += 2)
+    for (unsigned i = ranges[k]; i < ranges[k + 1]; ++i)
+      if (lo <= d.values[i] && d.values[i] < hi) hits.push_back(i);
+
+  IndexVectorRef::ReadIterator it{123};
+  ltt::vector<unsigned> list = prefixed(), twinList = prefixed();
+  ref.mgetSearch(ranges, lo, hi, list);
+  ref.mgetSearch(it, ranges, lo, hi, twinList);
+  EXPECT_EQ(plain(list), expectedList(hits));
+  EXPECT_EQ(plain(twinList), expectedList(hits));
+
+  BitVector bv = presetBits(), twinBv = presetBits();
+  ref.mgetSearch(ranges, lo, hi, bv);
+  ref.mgetSearch(it, ranges, lo, hi, twinBv);
+  // Ranges were not ascending, so the bits are the union.
+  std::sort(hits.begin(), hits.end());
+  EXPECT_EQ(firstBitDifference(bv, hits), -1);
+  EXPECT_EQ(firstBitDifference(twinBv, hits), -1);
+
+  // The remaining twins forward with the same arguments.
+  ltt::vector<unsigned> a = prefixed(), b = prefixed();
+  ref.mgetSearch(70, 700, lo, hi, a);
+  ref.mgetSearch(it, 70, 700, lo, hi, b);
+  EXPECT_EQ(plain(a), plain(b));
+  BitVector ba = presetBits(), bb = presetBits();
+  ref.mgetSearch(70, 700, lo, hi, ba);
+  ref.mgetSearch(it, 70, 700, lo, hi, bb);
+  EXPECT_TRUE(ba == bb);
+
+  BitVector filter(std::size_t{std::min(maskOf(bits), 1u << 20)} + 1, true);
+  ltt::vector<unsigned> fa = prefixed(), fb = prefixed();
+  const Packed small(bits, valuesFor(bits, pivots, 1u << 20, rng), rng);
+  small.view().mgetSearch(70, 700, filter, fa);
+  small.view().mgetSearch(it, 70, 700, filter, fb);
+  EXPECT_EQ(fa.size(), kPrefix.size() + 700);
+  EXPECT_EQ(plain(fa), plain(fb));
+  BitVector fba = presetBits(), fbb = presetBits();
+  small.view().mgetSearch(70, 700, filter, fba);
+  small.view().mgetSearch(it, 70, 700, filter, fbb);
+  EXPECT_TRUE(fba == fbb);
+  EXPECT_EQ(it.position, 123u);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllWidths, MgetSearchSweep, ::testing::Range(0u, 33u),
+                         [](const auto& info) { return "bits" + std::to_string(info.param); });
+
+TEST(MgetSearch, WidthZeroFillsWholeWords) {
+  const unsigned long words[2] = {0x123456789ul, 0};  // content is irrelevant at width 0
+  const IndexVectorRef ref(words, 0);
+  BitVector bv(1100, false);
+  bv.set(1010);
+  ref.mgetSearch(0, 1000, 0, 1, bv);
+  for (std::size_t w = 0; w < 15; ++w) EXPECT_EQ(bv.wordsBegin()[w], ~0ul) << w;
+  EXPECT_EQ(bv.wordsBegin()[15], (1ul << 40) - 1 + (1ul << (1010 - 960)));
+  EXPECT_EQ(bv.countSet(), 1001u);
+
+  ltt::vector<unsigned> list;
+  ref.mgetSearch(0, 1000, 0, 1, list);
+  ASSERT_EQ(list.size(), 1000u);
+  for (unsigned i = 0; i < 1000; ++i) EXPECT_EQ(list[i], i);
+
+  // Value 0 matches only when rangeFrom is 0 and rangeTo is not.
+  ltt::vector<unsigned> none;
+  BitVector noBits(1000, false);
+  for (auto [lo, hi] : {std::pair{1u, 2u}, {0u, 0u}, {1u, 0u}}) {
+    ref.mgetSearch(0, 1000, lo, hi, none);
+    ref.mgetSearch(0, 1000, lo, hi, noBits);
+  }
+  EXPECT_TRUE(none.empty());
+  EXPECT_EQ(noBits.countSet(), 0u);
+}
+
+TEST(MgetSearch, SignBitAtWidth32) {
+  std::mt19937_64 rng(5);
+  const std::vector<unsigned> pattern = {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu, 0,
+                                         0x80000001u, 0x7FFFFFFEu};
+  std::vector<unsigned> values(200);
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = pattern[i % pattern.size()];
+  const Packed d(32, values, rng);
+  auto count = [&](unsigned lo, unsigned hi) {
+    ltt::vector<unsigned> list;
+    d.view().mgetSearch(0, values.size(), lo, hi, list);
+    BitVector bv(values.size(), false);
+    d.view().mgetSearch(0, values.size(), lo, hi, bv);
+    EXPECT_EQ(bv.countSet(), list.size());
+    return list.size();
+  };
+  // 200 values, 7 patterns: 29 copies of the first four patterns, 28 of the rest.
+  EXPECT_EQ(count(0x7FFFFFFFu, 0x80000000u), 29u);
+  EXPECT_EQ(count(0x80000000u, 0xFFFFFFFFu), 29u + 29u + 28u);
+  EXPECT_EQ(count(0xFFFFFFFEu, 0xFFFFFFFFu), 29u);
+  EXPECT_EQ(count(0, 0x80000000u), 29u + 28u + 28u);
+  EXPECT_EQ(count(0, kAll), 200u - 29u);  // 0xFFFFFFFF lies above every range
+  EXPECT_EQ(count(0x80000000u, 0x7FFFFFFFu), 0u);
+
+  // Through a value filter it is found; the filter needs a bit for every 32-bit value.
+  BitVector filter(std::size_t{1} << 32, false);
+  filter.set(0xFFFFFFFFu);
+  filter.set(0x80000000u);
+  ltt::vector<unsigned> list;
+  d.view().mgetSearch(0, values.size(), filter, list);
+  BitVector bv(values.size(), false);
+  d.view().mgetSearch(0, values.size(), filter, bv);
+  std::vector<unsigned> want;
+  for (unsigned i = 0; i < values.size(); ++i)
+    if (values[i] == 0xFFFFFFFFu || values[i] == 0x80000000u) want.push_back(i);
+  EXPECT_EQ(plain(list), want);
+  EXPECT_EQ(bv.countSet(), want.size());
+}
+
+// Capacities follow the documented growth: +1024 first, doubling per group with fewer than 64
+// free entries (width 0: when full, twice the write index), +64 per tail position with fewer
+// than 64 free, cut back to the entries at the end (the capacity stays).
+TEST(MgetSearch, ResultGrowth) {
+  std::mt19937_64 rng(9);
+  const Packed d(8, std::vector<unsigned>(2048, 42), rng);
+  ltt::vector<unsigned> empty;
+  d.view().mgetSearch(0, 0, 0, 100, empty);
+  EXPECT_EQ(empty.size(), 0u);
+  EXPECT_EQ(empty.capacity(), 1024u);
+
+  ltt::vector<unsigned> groups;
+  d.view().mgetSearch(0, 2048, 0, 100, groups);
+  EXPECT_EQ(groups.size(), 2048u);
+  EXPECT_EQ(groups.capacity(), 2048u);
+
+  ltt::vector<unsigned> tail;
+  d.view().mgetSearch(0, 1024 + 63, 0, 100, tail);
+  EXPECT_EQ(tail.size(), 1087u);
+  EXPECT_EQ(tail.capacity(), 1024u + 64u + 64u);
+  ltt::vector<unsigned> lateTail;  // 64 free when the tail starts: one step of 64 after a hit
+  d.view().mgetSearch(0, 960 + 63, 0, 100, lateTail);
+  EXPECT_EQ(lateTail.size(), 1023u);
+  EXPECT_EQ(lateTail.capacity(), 1024u + 64u);
+
+  const unsigned long zero[2] = {0, 0};
+  ltt::vector<unsigned> filled;
+  IndexVectorRef(zero, 0).mgetSearch(0, 5000, 0, 1, filled);
+  EXPECT_EQ(filled.size(), 5000u);
+  EXPECT_EQ(filled.capacity(), 8192u);
+}
+
+TEST(MgetSearch, FailedGrowthKeepsOldEntries) {
+  ltt::testing::CountingAllocator alloc;
+  std::mt19937_64 rng(13);
+  const Packed d(4, std::vector<unsigned>(4096, 3), rng);
+  {
+    ltt::vector<unsigned> list(alloc);
+    list.assign(kPrefix.begin(), kPrefix.end());
+    alloc.failAfter(2);  // the +1024 succeeds, the first doubling fails
+    EXPECT_ANY_THROW(d.view().mgetSearch(0, 4096, 0, 16, list));
+    ASSERT_GE(list.size(), kPrefix.size());
+    EXPECT_EQ(std::vector<unsigned>(list.begin(), list.begin() + 3), kPrefix);
+    alloc.failAfter(0);
+  }
+  EXPECT_TRUE(alloc.checkNoLeaks());
+}
+
+// Load values of the slots, taken during static initialisation before any test can change them.
+const MgetSearchResBvFn kLoadResBv = detail::gMgetSearchResBvPtr_C_Fn;
+const MgetSearchFn kLoadList = detail::gMgetSearchPtr_C_Fn;
+const bool kLoadSse = detail::gUseMgetSearchSSE;
+const bool kLoadAvx2 = detail::gUseMgetSearchAVX2;
+
+struct SlotCall {
+  static inline int calls = 0;
+  static inline unsigned long from = 0, count = 0;
+  static inline unsigned rangeFrom = 0, rangeTo = 0, bits = 0;
+  static void resBv(std::size_t f, std::size_t c, unsigned lo, unsigned hi, BitVector&, unsigned b,
+                    const unsigned long*, unsigned long) {
+    ++calls;
+    from = f;
+    count = c;
+    rangeFrom = lo;
+    rangeTo = hi;
+    bits = b;
+  }
+};
+
+TEST(MgetSearch, RoutingThroughSlots) {
+  EXPECT_EQ(kLoadResBv, &mgetSearchGenericResBv);
+  EXPECT_EQ(kLoadList, nullptr);
+  EXPECT_FALSE(kLoadSse);
+  EXPECT_FALSE(kLoadAvx2);
+
+  std::mt19937_64 rng(17);
+  const Packed d(7, std::vector<unsigned>(300, 5), rng);
+  const auto saved = detail::gMgetSearchResBvPtr_C_Fn;
+  detail::gMgetSearchResBvPtr_C_Fn = &SlotCall::resBv;
+  BitVector bv(300, false);
+  d.view().mgetSearch(10, 200, 4, 6, bv);
+  detail::gMgetSearchResBvPtr_C_Fn = saved;
+  EXPECT_EQ(SlotCall::calls, 1);
+  EXPECT_EQ(SlotCall::from, 10u);
+  EXPECT_EQ(SlotCall::count, 200u);
+  EXPECT_EQ(SlotCall::rangeFrom, 4u);
+  EXPECT_EQ(SlotCall::rangeTo, 6u);
+  EXPECT_EQ(SlotCall::bits, 7u);
+  EXPECT_EQ(bv.countSet(), 0u);  // the slot did the work, nothing else did
+
+  // A value filter never goes through a slot.
+  detail::gMgetSearchResBvPtr_C_Fn = &SlotCall::resBv;
+  BitVector filter(128, false), fb(300, false);
+  filter.set(5);
+  d.view().mgetSearch(10, 200, filter, fb);
+  detail::gMgetSearchResBvPtr_C_Fn = saved;
+  EXPECT_EQ(SlotCall::calls, 1);
+  EXPECT_EQ(fb.countSet(), 200u);
+}
+
+}  // namespace
+}  // namespace VorexUtils
