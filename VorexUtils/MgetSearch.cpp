@@ -5,6 +5,7 @@
 // before any static initialiser of another unit can search.
 #include "VorexUtils/BitVector.hpp"
 #include "VorexUtils/IndexVectorRef.hpp"
+#include "VorexUtils/MgetBuffer.hpp"
 
 namespace VorexUtils {
 
@@ -17,7 +18,14 @@ constinit bool gUseMgetSearchAVX2 = false;
 
 void IndexVectorRef::mgetSearch(unsigned long from, unsigned long count, unsigned int rangeFrom,
                                 unsigned int rangeTo, ltt::vector<unsigned int>& result) const {
-  mgetSearchGeneric(from, count, rangeFrom, rangeTo, result, m_bits, m_buffer, m_mask);
+  if (detail::gUseMgetSearchSSE) {
+    // The kernels grow the list through the wrapper; it appends behind the present size.
+    VectorWrapper wrapper(result);
+    detail::gMgetSearchPtr_C_Fn(from, count, rangeFrom, rangeTo, wrapper, m_bits, m_buffer,
+                                m_mask);
+  } else {
+    mgetSearchGeneric(from, count, rangeFrom, rangeTo, result, m_bits, m_buffer, m_mask);
+  }
 }
 
 void IndexVectorRef::mgetSearch(unsigned long from, unsigned long count, unsigned int rangeFrom,

@@ -12,6 +12,7 @@
 
 #include "VorexUtils/BitVector.hpp"
 #include "VorexUtils/IndexVectorRef.hpp"
+#include "VorexUtils/MgetBuffer.hpp"
 #include "ltt/testing/CountingAllocator.hpp"
 
 namespace VorexUtils {
@@ -373,12 +374,23 @@ struct SlotCall {
   static inline unsigned rangeFrom = 0, rangeTo = 0, bits = 0;
   static void resBv(std::size_t f, std::size_t c, unsigned lo, unsigned hi, BitVector&, unsigned b,
                     const unsigned long*, unsigned long) {
+    record(f, c, lo, hi, b);
+  }
+  static void record(std::size_t f, std::size_t c, unsigned lo, unsigned hi, unsigned b) {
     ++calls;
     from = f;
     count = c;
     rangeFrom = lo;
     rangeTo = hi;
     bits = b;
+  }
+  /// Appends `from` through the wrapper, as a kernel would.
+  static void list(std::size_t f, std::size_t c, unsigned lo, unsigned hi, VectorWrapperIfc& out,
+                   unsigned b, const unsigned long*, unsigned long) {
+    record(f, c, lo, hi, b);
+    const std::size_t n = out.size();
+    out.vector_resize_noinit(n + 1);
+    out[n] = unsigned(f);
   }
 };
 
@@ -403,14 +415,32 @@ TEST(MgetSearch, RoutingThroughSlots) {
   EXPECT_EQ(SlotCall::bits, 7u);
   EXPECT_EQ(bv.countSet(), 0u);  // the slot did the work, nothing else did
 
+  // The list slot is read only while a SIMD search is selected.
+  detail::gMgetSearchPtr_C_Fn = &SlotCall::list;
+  ltt::vector<unsigned> generic = prefixed();
+  d.view().mgetSearch(10, 200, 5, 6, generic);
+  EXPECT_EQ(SlotCall::calls, 1);
+  EXPECT_EQ(generic.size(), kPrefix.size() + 200);
+  detail::gUseMgetSearchSSE = true;
+  ltt::vector<unsigned> routed = prefixed();
+  d.view().mgetSearch(20, 30, 5, 6, routed);
+  EXPECT_EQ(SlotCall::calls, 2);
+  EXPECT_EQ(SlotCall::count, 30u);
+  EXPECT_EQ(plain(routed), expectedList({20}));
+
   // A value filter never goes through a slot.
   detail::gMgetSearchResBvPtr_C_Fn = &SlotCall::resBv;
   BitVector filter(128, false), fb(300, false);
   filter.set(5);
+  ltt::vector<unsigned> fl;
   d.view().mgetSearch(10, 200, filter, fb);
+  d.view().mgetSearch(10, 200, filter, fl);
   detail::gMgetSearchResBvPtr_C_Fn = saved;
-  EXPECT_EQ(SlotCall::calls, 1);
+  detail::gMgetSearchPtr_C_Fn = kLoadList;
+  detail::gUseMgetSearchSSE = kLoadSse;
+  EXPECT_EQ(SlotCall::calls, 2);
   EXPECT_EQ(fb.countSet(), 200u);
+  EXPECT_EQ(fl.size(), 200u);
 }
 
 }  // namespace
