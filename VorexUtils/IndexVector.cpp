@@ -200,8 +200,8 @@ unsigned long IndexVector::capacity() const noexcept {
 }
 
 unsigned long IndexVector::getSizeOfMemoryIntersection(void* begin, void* end) const noexcept {
-  const auto lo = std::max(reinterpret_cast<std::uintptr_t>(begin),
-                           reinterpret_cast<std::uintptr_t>(m_buffer));
+  const auto lo =
+      std::max(reinterpret_cast<std::uintptr_t>(begin), reinterpret_cast<std::uintptr_t>(m_buffer));
   const auto hi = std::min(reinterpret_cast<std::uintptr_t>(end),
                            reinterpret_cast<std::uintptr_t>(m_buffer) + 8 * m_capacity);
   return hi > lo ? hi - lo : 0;
@@ -222,8 +222,8 @@ bool IndexVector::isZeroOnly() const noexcept {
 
 ltt::basic_ostream<char>& IndexVector::toStream(ltt::basic_ostream<char>& os) const {
   // "Size" is the capacity in words; the label is kept as the text that readers know.
-  os << "[IndexVector: " << "Addr: " << static_cast<const void*>(m_buffer)
-     << ", Size: " << m_capacity << "]";
+  os << "[IndexVector: "
+     << "Addr: " << static_cast<const void*>(m_buffer) << ", Size: " << m_capacity << "]";
   return os;
 }
 

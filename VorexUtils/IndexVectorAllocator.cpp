@@ -42,19 +42,31 @@ ltt::refcounted_handle<ltt::allocator> s_MainBlockIndexAllocator =
 ltt::refcounted_handle<ltt::allocator> s_MainRangedBlockIndexAllocator =
     makeGroupAllocator("MainRangedBlockIndexAllocator");
 ltt::refcounted_handle<ltt::allocator> s_DeltaAllocator = makeGroupAllocator("DeltaAllocator");
-ltt::refcounted_handle<ltt::allocator> s_LrleDictAllocator = makeGroupAllocator("LrleDictAllocator");
+ltt::refcounted_handle<ltt::allocator> s_LrleDictAllocator =
+    makeGroupAllocator("LrleDictAllocator");
 ltt::refcounted_handle<ltt::allocator> s_RoDictAllocator = makeGroupAllocator("RoDictAllocator");
 ltt::refcounted_handle<ltt::allocator> s_TextAllocator = makeGroupAllocator("TextAllocator");
 
 namespace {
 // In group order. Constant-initialised: addresses only.
 constinit ltt::refcounted_handle<ltt::allocator>* const kHandles[IVA_GroupCount] = {
-    &s_SingleAllocator,          &s_PagedAllocator,          &s_GeometryAllocator,
-    &s_MultiValueAllocator,      &s_SparseClusterAllocator,  &s_SparseIndirectAllocator,
-    &s_SparseLrleAllocator,      &s_SparsePrefixAllocator,   &s_SparseRleAllocator,
-    &s_SparseSparseAllocator,    &s_MainSingleIndexAllocator, &s_MainBlockIndexAllocator,
-    &s_MainRangedBlockIndexAllocator, &s_DeltaAllocator,     &s_LrleDictAllocator,
-    &s_RoDictAllocator,          &s_TextAllocator,
+    &s_SingleAllocator,
+    &s_PagedAllocator,
+    &s_GeometryAllocator,
+    &s_MultiValueAllocator,
+    &s_SparseClusterAllocator,
+    &s_SparseIndirectAllocator,
+    &s_SparseLrleAllocator,
+    &s_SparsePrefixAllocator,
+    &s_SparseRleAllocator,
+    &s_SparseSparseAllocator,
+    &s_MainSingleIndexAllocator,
+    &s_MainBlockIndexAllocator,
+    &s_MainRangedBlockIndexAllocator,
+    &s_DeltaAllocator,
+    &s_LrleDictAllocator,
+    &s_RoDictAllocator,
+    &s_TextAllocator,
 };
 }  // namespace
 

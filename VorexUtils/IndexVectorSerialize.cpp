@@ -16,7 +16,7 @@ namespace VorexUtils {
 namespace {
 
 const char* const byteOrderNames[] = {
-    "IV_LITTLE32", "IV_BIG32", "IV_LITTLE64", "IV_BIG64",
+    "IV_LITTLE32",  "IV_BIG32",  "IV_LITTLE64",  "IV_BIG64",
     "IV_LITTLE32l", "IV_BIG32l", "IV_LITTLE64l", "IV_BIG64l",
 };
 
@@ -73,9 +73,9 @@ void repack(IndexVectorRef& v, const void* copy, unsigned long size, unsigned bi
 bool IndexVectorRef::convertFromByteOrder(IvByteOrder order, unsigned long size) {
   const IvByteOrder native = getByteOrder();
   if (order == native) return true;
-  DIAG_TRACE(TRACE_INDEXVECTOR, 3) << "converting from byteorder " << getByteOrderName(order)
-                                   << " to " << getByteOrderName(native) << ", " << m_bits
-                                   << " bits, size " << size;
+  DIAG_TRACE(TRACE_INDEXVECTOR, 3)
+      << "converting from byteorder " << getByteOrderName(order) << " to "
+      << getByteOrderName(native) << ", " << m_bits << " bits, size " << size;
   const unsigned long bytes = 8 * wordSize(size);
   const bool known = order <= IV_BIG64l;
   if (known && ((order ^ native) & kBigEndian) != 0) {
@@ -92,10 +92,9 @@ bool IndexVectorRef::convertFromByteOrder(IvByteOrder order, unsigned long size)
   void* copy = alloc.allocate(bytes);
   std::memcpy(copy, m_buffer, bytes);
   if (!known) {
-    DIAG_TRACE(TRACE_INDEXVECTOR, 1) << "found no way to convert byteorder "
-                                     << getByteOrderName(order) << " to "
-                                     << getByteOrderName(native) << ", " << m_bits
-                                     << " bits, size " << size;
+    DIAG_TRACE(TRACE_INDEXVECTOR, 1)
+        << "found no way to convert byteorder " << getByteOrderName(order) << " to "
+        << getByteOrderName(native) << ", " << m_bits << " bits, size " << size;
     alloc.deallocate(copy);
     return false;
   }

@@ -67,7 +67,8 @@ void BM_Mset(benchmark::State& state) {
   const double baseline = vorex_bench::baselineSecondsPerPass(stream.data(), words);
   vorex_bench::LoopTimer timer;
   for (auto _ : state) {
-    for (unsigned long pos = 0; pos < n; pos += kChunk) v.mset(pos, std::min(kChunk, n - pos), in.data());
+    for (unsigned long pos = 0; pos < n; pos += kChunk)
+      v.mset(pos, std::min(kChunk, n - pos), in.data());
     benchmark::ClobberMemory();
   }
   vorex_bench::reportAgainstBaseline(state, timer.secondsPerIteration(state), baseline, double(n),
@@ -100,8 +101,17 @@ const std::vector<std::int64_t> kWidths = {1, 2, 3, 4, 7, 8, 12, 16, 17, 24, 31,
 
 }  // namespace
 
-BENCHMARK(BM_Mget)->ArgsProduct({kWidths, {0, 1}})->ArgNames({"bits", "ooc"})->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_Mset)->ArgsProduct({kWidths, {0, 1}})->ArgNames({"bits", "ooc"})->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_GetLoop)->ArgsProduct({kWidths, {0}})->ArgNames({"bits", "ooc"})->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Mget)
+    ->ArgsProduct({kWidths, {0, 1}})
+    ->ArgNames({"bits", "ooc"})
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Mset)
+    ->ArgsProduct({kWidths, {0, 1}})
+    ->ArgNames({"bits", "ooc"})
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GetLoop)
+    ->ArgsProduct({kWidths, {0}})
+    ->ArgNames({"bits", "ooc"})
+    ->Unit(benchmark::kMicrosecond);
 
 BENCHMARK_MAIN();

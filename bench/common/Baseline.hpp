@@ -83,7 +83,8 @@ inline void reportAgainstBaseline(benchmark::State& state, double secondsPerIter
                                   double baselineSecondsPerPass, double items, double bytes) {
   state.SetItemsProcessed(static_cast<std::int64_t>(items * double(state.iterations())));
   state.SetBytesProcessed(static_cast<std::int64_t>(bytes * double(state.iterations())));
-  if (secondsPerIteration > 0) state.counters["vs_baseline"] = baselineSecondsPerPass / secondsPerIteration;
+  if (secondsPerIteration > 0)
+    state.counters["vs_baseline"] = baselineSecondsPerPass / secondsPerIteration;
   state.counters["baseline_GBps"] = bytes / baselineSecondsPerPass / 1e9;
 }
 

@@ -1,12 +1,13 @@
 // The owning vector: exact byte requests of growth, ownership and mapped data, the copy and
 // assignment asymmetries, re-encoding, and that a failed allocation changes nothing.
+#include "VorexUtils/IndexVector.hpp"
+
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <random>
 #include <sstream>
 
-#include "VorexUtils/IndexVector.hpp"
 #include "VorexUtils/testing/ScopedIndexVectorAllocator.hpp"
 #include "ltt/testing/CountingAllocator.hpp"
 #include "tests/VorexUtils/PackedReference.hpp"
@@ -150,8 +151,8 @@ TEST_F(IndexVectorTest, FailedAllocationChangesNothing) {
   other.resize(200, 1);
   const Snapshot before(v);
   const std::function<void()> ops[] = {
-      [&] { v.append(1); },        [&] { v.resize(1000); },       [&] { v.resize(1000, 2); },
-      [&] { v.reserve(1000); },    [&] { v.setBits(20); },        [&] { v = other; },
+      [&] { v.append(1); },         [&] { v.resize(1000); },      [&] { v.resize(1000, 2); },
+      [&] { v.reserve(1000); },     [&] { v.setBits(20); },       [&] { v = other; },
       [&] { v.resizeBytes(4096); }, [&] { IndexVector copy(v); },
   };
   for (std::size_t k = 0; k < std::size(ops); ++k) {
@@ -244,10 +245,15 @@ TEST_F(IndexVectorTest, MappedDataIsNeverFreed) {
   v.setBits(8);      // reinterprets
   EXPECT_EQ(v.size(), 100000u);
   EXPECT_EQ(v.get(15), 0xFFu);
-  IndexVector owner(VorexUtils::IVA_Delta);
-  owner.swap(v);
+  IndexVector owner(VorexUtils::IVA_Text);
+  owner.swap(v);  // everything travels, the mapped flag and the group included
   EXPECT_TRUE(owner.isMapped());
+  EXPECT_EQ(owner.data(), foreign);
+  EXPECT_EQ(owner.size(), 100000u);
+  EXPECT_EQ(owner.group(), VorexUtils::IVA_Delta);
   EXPECT_FALSE(v.isMapped());
+  EXPECT_EQ(v.bits(), 32u);
+  EXPECT_EQ(v.group(), VorexUtils::IVA_Text);
   owner.release();
   EXPECT_FALSE(owner.isMapped());
   EXPECT_EQ(owner.data(), nullptr);

@@ -14,8 +14,8 @@ using VorexUtils::IndexVectorRef;
 
 namespace {
 
-const unsigned long kCounts[] = {0,   1,   2,   3,   5,   15,  16,  17,  31,  32,
-                                 33,  63,  64,  65,  66,  96,  127, 128, 129, 130,
+const unsigned long kCounts[] = {0,   1,   2,   3,   5,   15,  16,  17,   31,  32,
+                                 33,  63,  64,  65,  66,  96,  127, 128,  129, 130,
                                  191, 192, 193, 255, 256, 257, 500, 1000, 1025};
 
 class BulkTest : public testing::TestWithParam<unsigned> {
@@ -63,7 +63,8 @@ void checkWrite(std::mt19937_64& rng, unsigned bits, unsigned long from, unsigne
   const std::size_t used = packed_ref::words(bits, n);
   auto words = packed_ref::randomWords(used + 1, rng);
   auto expect = words;
-  for (unsigned long k = 0; k < count; ++k) packed_ref::put(expect.data(), bits, from + k, values[k]);
+  for (unsigned long k = 0; k < count; ++k)
+    packed_ref::put(expect.data(), bits, from + k, values[k]);
   IndexVectorRef v(words.data(), bits);
   write(v);
   words.pop_back();

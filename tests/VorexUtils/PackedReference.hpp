@@ -9,7 +9,9 @@
 
 namespace packed_ref {
 
-inline unsigned streamBit(const std::uint64_t* w, std::uint64_t j) { return (w[j >> 6] >> (j & 63)) & 1; }
+inline unsigned streamBit(const std::uint64_t* w, std::uint64_t j) {
+  return (w[j >> 6] >> (j & 63)) & 1;
+}
 
 inline void putStreamBit(std::uint64_t* w, std::uint64_t j, unsigned b) {
   w[j >> 6] = (w[j >> 6] & ~(std::uint64_t{1} << (j & 63))) | (std::uint64_t{b} << (j & 63));

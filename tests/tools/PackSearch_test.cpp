@@ -64,9 +64,10 @@ TEST_F(PackSearchTest, PackedValuesAreFoundAgain) {
   EXPECT_EQ(printed, "hits: 5\n");
 
   // Raw little-endian input; the largest value takes all 32 bits.
-  ASSERT_EQ(run(vorex_cli::runPack,
-                {file("in.raw", std::string("\xFF\xFF\xFF\xFF\x02\x00\x00\x00", 8)), ivec, "--raw"}),
-            0);
+  ASSERT_EQ(
+      run(vorex_cli::runPack,
+          {file("in.raw", std::string("\xFF\xFF\xFF\xFF\x02\x00\x00\x00", 8)), ivec, "--raw"}),
+      0);
   EXPECT_NE(printed.find("2 values at 32 bits"), std::string::npos) << printed;
   EXPECT_EQ(run(vorex_cli::runSearch, {ivec, "1", "3", "--list"}), 0);
   EXPECT_EQ(printed, "hits: 1\n1\n");

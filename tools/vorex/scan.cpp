@@ -46,11 +46,10 @@ double bestSeconds(F&& run) {
 void report(const char* what, unsigned long hits, double seconds, unsigned long values,
             unsigned long bytes) {
   seconds = std::max(seconds, 1e-9);  // a tiny column may take less than the clock resolves
-  std::cout << std::left << std::setw(26) << what << " hits " << std::setw(10) << hits
-            << std::right << std::fixed << std::setprecision(4) << seconds << " s  "
-            << std::setprecision(1) << std::setw(8) << values / seconds / 1e6 << " M values/s  "
-            << std::setprecision(2) << std::setw(6) << bytes / seconds / 1e9
-            << " GB/s (cpu time)\n";
+  std::cout << std::left << std::setw(26) << what << " hits " << std::setw(10) << hits << std::right
+            << std::fixed << std::setprecision(4) << seconds << " s  " << std::setprecision(1)
+            << std::setw(8) << values / seconds / 1e6 << " M values/s  " << std::setprecision(2)
+            << std::setw(6) << bytes / seconds / 1e9 << " GB/s (cpu time)\n";
 }
 
 }  // namespace
@@ -79,8 +78,9 @@ int runScan(int argc, char** argv) {
       return fail("scan", 2, "unknown argument '" + std::string(argv[i]) + "'\n" + kUsage);
     }
     if (!value || !parseNumber(value, max, *target)) {
-      return fail("scan", 2, "bad value for " + option.substr(0, option.find('=')) + " (at most " +
-                                 std::to_string(max) + ")\n" + kUsage);
+      return fail("scan", 2,
+                  "bad value for " + option.substr(0, option.find('=')) + " (at most " +
+                      std::to_string(max) + ")\n" + kUsage);
     }
   }
   const unsigned long mask = bits == 32 ? 0xFFFFFFFFul : (1ul << bits) - 1;
@@ -95,8 +95,8 @@ int runScan(int argc, char** argv) {
     std::mt19937_64 rng(seed);
     for (unsigned long k = 0; k < v.wordSize(n); ++k) v.data()[k] = rng();
     const unsigned long bytes = v.getMemorySize();
-    std::cout << "scan: " << n << " values of " << bits << " bits (" << bytes
-              << " bytes), range [" << from << ", " << to << "), seed " << seed << '\n';
+    std::cout << "scan: " << n << " values of " << bits << " bits (" << bytes << " bytes), range ["
+              << from << ", " << to << "), seed " << seed << '\n';
 
     VorexUtils::BitVector expect(n, false);
     unsigned long expectHits = 0;
