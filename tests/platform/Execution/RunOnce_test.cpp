@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -29,20 +28,6 @@ TEST(RunOnce, ConcurrentCallersRunItOnceAndSeeTheResult) {
   for (auto& th : threads) th.join();
   EXPECT_EQ(runs.load(), 1);
   EXPECT_EQ(seen.load(), 8);
-}
-
-TEST(RunOnce, AThrowingRunLeavesTheFlagUnset) {
-  Execution::OnceFlag flag;
-  int runs = 0;
-  EXPECT_THROW(Execution::runOnceUnchecked(flag,
-                                           [&] {
-                                             ++runs;
-                                             throw std::runtime_error("first");
-                                           }),
-               std::runtime_error);
-  Execution::runOnceUnchecked(flag, [&] { ++runs; });
-  Execution::runOnceUnchecked(flag, [&] { ++runs; });
-  EXPECT_EQ(runs, 2);
 }
 
 }  // namespace

@@ -64,26 +64,4 @@ TEST(StreamingSerializer, ReadsWhatTheOtherFamilyWrote) {
   }
 }
 
-struct Point final : Streaming::Serializable {
-  int x = 0;
-  std::string label;
-  void serialize(Streaming::Serializer& s) const override { s << x << label; }
-  void deserialize(Streaming::Deserializer& d) override { d >> x >> label; }
-};
-
-TEST(StreamingSerializer, SerializableRoundTrip) {
-  Point p;
-  p.x = -3;
-  p.label = "p";
-  std::string bytes;
-  Streaming::BinarySerializer s(bytes);
-  static_cast<const Streaming::Serializable&>(p).serialize(s);
-  EXPECT_EQ(bytes, std::string("\xfd\xff\xff\xff\x01\x00\x00\x00p", 9));
-  Point q;
-  Streaming::BinaryDeserializer d(bytes.data(), bytes.size());
-  q.deserialize(d);
-  EXPECT_EQ(q.x, -3);
-  EXPECT_EQ(q.label, "p");
-}
-
 }  // namespace

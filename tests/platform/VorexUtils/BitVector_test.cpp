@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -87,20 +87,13 @@ TEST(BitVector, RandomOperationsMatchAModel) {
       if (step % 10 == 0) {
         expectMatches(bv, m, alloc);
         if (HasFailure()) return;
-        std::size_t count = 0;
-        for (bool b : m) count += b;
-        ASSERT_EQ(bv.countSet(), count);
+        const auto count = static_cast<std::size_t>(std::count(m.begin(), m.end(), true));
         ASSERT_EQ(bv.numSetGeneric(), count);
         ASSERT_EQ(bv.numSetPopcnt(), count);
-        const std::size_t a = rng() % (m.size() + 2);
-        const std::size_t b = rng() % (m.size() + 2);
-        const std::size_t r = bv.findLastSetInRange(a, b);
-        const std::size_t expect = modelLastSet(m, a, b);
-        if (expect >= b) {
-          ASSERT_GE(r, b) << "[" << a << ", " << b << ")";
-        } else {
-          ASSERT_EQ(r, expect) << "[" << a << ", " << b << ")";
-        }
+        const std::size_t a = rng() % (m.size() + 2), b = rng() % (m.size() + 2);
+        // Any result >= b means "none"; the model says exactly b.
+        ASSERT_EQ(std::min<std::size_t>(bv.findLastSetInRange(a, b), b), modelLastSet(m, a, b))
+            << "[" << a << ", " << b << ")";
         ASSERT_EQ(iterate(bv.beginAt(a)), modelSetFrom(m, a)) << "from " << a;
       }
     }
@@ -108,33 +101,22 @@ TEST(BitVector, RandomOperationsMatchAModel) {
   EXPECT_TRUE(alloc.checkNoLeaks());
 }
 
-TEST(BitVector, ConstructionFillsAndStorageIsRoundedToFourWords) {
-  struct Case {
-    std::size_t bits;
-    std::size_t requestBytes;
-  };
-  for (const Case c :
-       {Case{1, 32}, Case{64, 32}, Case{256, 32}, Case{257, 64}, Case{511, 64}, Case{513, 96}}) {
-    SCOPED_TRACE(c.bits);
-    for (bool v : {false, true}) {
-      CountingAllocator alloc;
-      {
-        BitVector bv(c.bits, v, alloc);
-        EXPECT_EQ(alloc.requests(), (std::vector<std::size_t>{c.requestBytes}));
-        expectMatches(bv, Model(c.bits, v), alloc);
-      }
-      EXPECT_TRUE(alloc.checkNoLeaks());
-    }
-  }
+TEST(BitVector, StorageIsRoundedToFourWords) {
   CountingAllocator alloc;
+  const std::size_t bits[] = {1, 64, 256, 257, 511, 513};
+  const std::size_t bytes[] = {32, 32, 32, 64, 64, 96};
+  for (std::size_t i = 0; i < std::size(bits); ++i) {
+    BitVector bv(bits[i], true, alloc);
+    EXPECT_EQ(alloc.lastRequest(), bytes[i]) << bits[i];
+  }
   BitVector empty(0, true, alloc);
   EXPECT_EQ(empty.wordsBegin(), empty.wordsEnd());
-  EXPECT_TRUE(alloc.requests().empty());
-  EXPECT_EQ(&BitVector::getDefaultAllocator(), &ltt::allocator::adaptor_allocator());
+  EXPECT_EQ(alloc.requests().size(), std::size(bits));
+  EXPECT_EQ(alloc.liveBlocks(), 0u);  // each vector of the loop is gone
 }
 
 TEST(BitVector, ResizeAcrossWordsWithBothFillValues) {
-  const std::size_t sizes[] = {0, 1, 63, 64, 65, 127, 128, 129, 255, 256, 257, 300};
+  const std::size_t sizes[] = {0, 1, 63, 64, 65, 128, 129, 256, 257, 300};
   CountingAllocator alloc;
   for (std::size_t from : sizes) {
     for (std::size_t to : sizes) {
@@ -194,7 +176,6 @@ TEST(BitVector, BeginAtExposesTheIteratorFields) {
   EXPECT_EQ(it.end, bv.wordsEnd());
   EXPECT_EQ(it.pos, 3u);
   EXPECT_EQ(it.rest, w[0] >> 3);
-  EXPECT_EQ(it.rest & 1, 1u);
 
   it = bv.beginAt(4);  // skips to the next word
   EXPECT_EQ(it.cur, w + 1);
@@ -212,7 +193,6 @@ TEST(BitVector, BeginAtExposesTheIteratorFields) {
   ++it;
   EXPECT_TRUE(it.atEnd());
 
-  EXPECT_TRUE(bv.beginAt(200).atEnd());
   EXPECT_TRUE(bv.beginAt(5000).atEnd());
   EXPECT_TRUE(BitVector().beginAt(0).atEnd());
 }
@@ -226,56 +206,14 @@ TEST(BitVector, IteratorBuiltOnRawWords) {
   EXPECT_EQ(got, (std::vector<std::size_t>{127, 128, 130}));
 }
 
-TEST(BitVector, PopulationCountsAgreeAndIgnoreRawBitsBeyondSize) {
-  std::mt19937_64 rng(7);
-  for (std::size_t n : {0u, 1u, 63u, 64u, 65u, 1000u, 4097u}) {
-    SCOPED_TRACE(n);
-    BitVector bv(n, false);
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-      if (rng() % 3 == 0) {
-        bv.set(i);
-        ++count;
-      }
-    }
-    // A raw writer that strays into the tail word beyond size must not change the count.
-    if (n & 63) bv.wordsBegin()[n / 64] |= ~std::uint64_t{0} << (n & 63);
-    EXPECT_EQ(bv.numSetGeneric(), count);
-    EXPECT_EQ(bv.numSetPopcnt(), count);
-    EXPECT_EQ((bv.*BitVector::numSet_pointer)(), count);
+TEST(BitVector, PopulationCountsIgnoreRawBitsBeyondSize) {
+  for (std::size_t n : {1u, 63u, 65u, 4097u}) {
+    BitVector bv(n, true);
+    bv.wordsBegin()[n / 64] |= ~std::uint64_t{0} << (n & 63);  // a raw writer strays
+    EXPECT_EQ(bv.numSetGeneric(), n);
+    EXPECT_EQ(bv.numSetPopcnt(), n);
+    EXPECT_EQ((bv.*BitVector::numSet_pointer)(), n);
   }
-}
-
-TEST(BitVector, ReadStorageHandsOutWritableWords) {
-  const BitVector bv(130, false);
-  void* data = nullptr;
-  unsigned long bytes = 0;
-  bv.readStorage(data, bytes);
-  EXPECT_EQ(data, bv.wordsBegin());
-  EXPECT_EQ(bytes, 24u);
-  static_cast<std::uint64_t*>(data)[2] = 2;  // position 129
-  EXPECT_TRUE(bv.test(129));
-}
-
-TEST(BitVector, CopyAndMove) {
-  CountingAllocator a("a"), b("b");
-  BitVector src(150, false, a);
-  src.set(1);
-  src.set(149);
-  BitVector copy(src);
-  EXPECT_TRUE(copy == src);
-  copy.clear(1);
-  EXPECT_TRUE(src.test(1));  // deep copy
-
-  BitVector target(10, true, b);
-  target = src;  // the target keeps its allocator
-  EXPECT_TRUE(target == src);
-  EXPECT_EQ(b.liveBlocks(), 1u);
-
-  BitVector moved(std::move(src));
-  EXPECT_EQ(moved.size(), 150u);
-  EXPECT_EQ(src.size(), 0u);
-  EXPECT_EQ(src.wordsBegin(), nullptr);
 }
 
 // --- persisted form ------------------------------------------------------------------------------
@@ -305,12 +243,20 @@ TEST(BitVector, SerializedFormIsSizeThenWords) {
   out.clear();
   BitVector().serialize(s);
   EXPECT_EQ(hex(out), "0000000000000000");
+
+  // Bits beyond the size in the input are cleared on reading.
+  out.clear();
+  s << 3ul << ~0ul;
+  VorexUtils::BinaryDeserializer d(out.data(), out.size());
+  bv.deserialize(d);
+  EXPECT_EQ(bv.size(), 3u);
+  EXPECT_EQ(bv.wordsBegin()[0], 7u);
 }
 
 TEST(BitVector, SerializeRoundTrip) {
   std::mt19937_64 rng(99);
   CountingAllocator alloc;
-  for (std::size_t n : {0u, 1u, 64u, 65u, 255u, 256u, 257u, 100000u}) {
+  for (std::size_t n : {0u, 1u, 64u, 65u, 257u, 100000u}) {
     SCOPED_TRACE(n);
     BitVector src(n, false, alloc);
     Model m(n, false);
@@ -335,18 +281,6 @@ TEST(BitVector, SerializeRoundTrip) {
   }
 }
 
-TEST(BitVector, DeserializeMasksBitsBeyondSize) {
-  std::string in;
-  VorexUtils::BinarySerializer s(in);
-  s << 3ul << ~0ul;
-  BitVector bv;
-  VorexUtils::BinaryDeserializer d(in.data(), in.size());
-  bv.deserialize(d);
-  EXPECT_EQ(bv.size(), 3u);
-  EXPECT_EQ(bv.wordsBegin()[0], 7u);
-  EXPECT_EQ(bv.countSet(), 3u);
-}
-
 TEST(BitVector, ShortInputThrowsAndLeavesTheTarget) {
   BitVector src(200, true);
   std::string full;
@@ -362,7 +296,6 @@ TEST(BitVector, ShortInputThrowsAndLeavesTheTarget) {
       FAIL() << "no exception";
     } catch (const ltt::exception& e) {
       EXPECT_EQ(e.code(), kInsufficientData);
-      EXPECT_STREQ(e.what(), VOREX_ERROR::GetMsg(VOREX_ERROR::VOREX_KLTRC_INSUFFICIENT_DATA));
     }
     EXPECT_EQ(dst.size(), 5u);
     EXPECT_EQ(dst.countSet(), 5u);

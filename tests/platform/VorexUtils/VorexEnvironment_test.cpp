@@ -55,19 +55,13 @@ TEST_F(VorexEnvironmentTest, PathRules) {
 }
 
 TEST_F(VorexEnvironmentTest, DirectoryIsCreatedOnDemand) {
-  EXPECT_FALSE(fs::exists(m_dir));
   EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath(""), "");
   EXPECT_FALSE(fs::exists(m_dir));  // a rejected name creates nothing
-  const std::string nested = m_dir + "/a/b/";
-  VorexEnvironment::setTraceDirectory(nested);
-  EXPECT_EQ(VorexEnvironment::getTraceDirectory(), m_dir + "/a/b");
+  VorexEnvironment::setTraceDirectory(m_dir + "/a/b/");
   EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath("x.py"), m_dir + "/a/b/x.py");
   EXPECT_TRUE(fs::is_directory(m_dir + "/a/b"));
-}
-
-TEST_F(VorexEnvironmentTest, UncreatableDirectoryGivesNoPath) {
-  fs::create_directories(fs::path(m_dir).parent_path());
-  std::ofstream(m_dir) << "a file where the directory should be";
+  std::ofstream(m_dir + "/f") << "a file where the directory should be";
+  VorexEnvironment::setTraceDirectory(m_dir + "/f");
   EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath("x.py"), "");
 }
 
