@@ -2,11 +2,30 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
+#include "Diagnose/TraceTopic.hpp"
+
 namespace {
 
-TEST(AssertErrorDeathTest, FailedAssertionPrintsTheConditionAndAborts) {
+// Reports on stderr so that the death test can see that the sink got the record too.
+class StderrEchoSink final : public Diagnose::TraceSink {
+ public:
+  void write(const Diagnose::TraceRecord& r) override {
+    std::fprintf(stderr, "sink: %s line %d\n", r.text.c_str(), r.line);
+  }
+};
+
+TEST(AssertErrorDeathTest, FailedAssertionReportsToStderrAndTheSinkThenAborts) {
   const int answer = 41;
-  EXPECT_DEATH(DIAG_ASSERT(answer == 42), "assertion failed: answer == 42 at .*AssertError_test");
+  EXPECT_DEATH(
+      {
+        static StderrEchoSink echo;
+        Diagnose::TraceSink::install(&echo);
+        DIAG_ASSERT(answer == 42);
+      },
+      "assertion failed: answer == 42 at .*AssertError_test.cpp:[0-9]+\n"
+      "sink: assertion failed: answer == 42 line [0-9]+");
 }
 
 TEST(AssertError, PassingAssertionEvaluatesOnceAndContinues) {
