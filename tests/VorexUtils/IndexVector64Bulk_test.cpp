@@ -1,0 +1,266 @@
+// Single-value access, bulk read and write, searches and binary search of the 64-bit packed
+// view, at every width 0..64, against the bit-by-bit model. Buffers hold exactly the used words
+// (no spare word, no buffer at width 0), so an access behind them is caught under ASan.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "IndexVector64Reference.hpp"
+#include "VorexUtils/BitVector.hpp"
+#include "VorexUtils/IndexVector64.hpp"
+
+namespace {
+
+using VorexUtils::BitVector;
+using VorexUtils::IndexVector64Ref;
+using Word = unsigned long;
+using List = ltt::vector<Word>;
+
+constexpr std::size_t kN = 300;  // several groups at every width, plus head and tail
+// Lengths just below, on and just above the group sizes 16, 32 and 64.
+const std::vector<std::size_t> kCounts = {0,  1,  2,  3,  15,  16,  17,  31, 32,
+                                          33, 63, 64, 65, 127, 128, 129, 200};
+
+class Packed64 : public ::testing::TestWithParam<unsigned> {
+ protected:
+  void SetUp() override {
+    bits = GetParam();
+    mask = iv64ref::maskOf(bits);
+    rng.seed(0x9E3779B97F4A7C15ull ^ bits);
+    values = iv64ref::edgyValues(kN, bits, rng);
+    words = iv64ref::pack(values, bits, rng);
+  }
+
+  static IndexVector64Ref viewOf(std::vector<Word>& w, unsigned bits) {
+    return IndexVector64Ref(w.empty() ? nullptr : w.data(), bits);
+  }
+
+  /// f(from, count) for every start 0..66 (each offset within a word, at any width) and every
+  /// length of kCounts that stays inside the vector.
+  template <class F>
+  void sweep(F&& f) {
+    for (std::size_t from = 0; from <= 66; ++from) {
+      for (std::size_t count : kCounts) {
+        if (from + count > kN) continue;
+        SCOPED_TRACE(testing::Message() << "from " << from << " count " << count);
+        f(from, count);
+        if (HasFailure()) return;
+      }
+    }
+  }
+
+  /// Range bounds at the edges: empty, inverted, all, one value, around the mask.
+  std::vector<std::pair<Word, Word>> ranges() const {
+    return {{0, ~Word{0}},
+            {0, 0},
+            {5, 3},
+            {mask / 3, mask / 3 * 2 + 1},
+            {mask, mask + 1},
+            {0, 1},
+            {mask / 2 + 1, ~Word{0}}};
+  }
+
+  unsigned bits = 0;
+  Word mask = 0;
+  std::mt19937_64 rng;
+  std::vector<Word> values;
+  std::vector<Word> words;
+};
+
+TEST_P(Packed64, GetReadsTheLayoutAndSetKeepsNeighbours) {
+  IndexVector64Ref v = viewOf(words, bits);
+  for (std::size_t i = 0; i < kN; ++i) {
+    ASSERT_EQ(v.get(i), values[i]) << "position " << i;
+  }
+  for (std::size_t i : {std::size_t{0}, std::size_t{1}, std::size_t{63}, std::size_t{64},
+                        kN / 2 + 1, kN - 2, kN - 1}) {
+    SCOPED_TRACE(testing::Message() << "position " << i);
+    const Word nv = rng() & mask;
+    std::vector<Word> expected = words;
+    iv64ref::set(expected, i, bits, nv);
+    v.set(i, nv);
+    ASSERT_EQ(words, expected);
+  }
+}
+
+TEST_P(Packed64, MgetMatchesEveryStartAndCount) {
+  const IndexVector64Ref v = viewOf(words, bits);
+  const Word sentinel = 0x5A5A5A5A5A5A5A5Aul;
+  sweep([&](std::size_t from, std::size_t count) {
+    std::vector<Word> out(count + 1, sentinel);
+    v.mget(from, count, out.data());
+    for (std::size_t k = 0; k < count; ++k) ASSERT_EQ(out[k], values[from + k]) << "k " << k;
+    EXPECT_EQ(out[count], sentinel) << "written past count";
+  });
+}
+
+TEST_P(Packed64, MsetWritesItsRangeOnly) {
+  sweep([&](std::size_t from, std::size_t count) {
+    const std::vector<Word> in = iv64ref::edgyValues(count, bits, rng);
+    const Word fill = in.empty() ? mask : in.front();
+    std::vector<Word> expectArray = words, expectFill = words;
+    for (std::size_t k = 0; k < count; ++k) {
+      iv64ref::set(expectArray, from + k, bits, in[k]);
+      iv64ref::set(expectFill, from + k, bits, fill);
+    }
+    std::vector<Word> array = words, filled = words;
+    viewOf(array, bits).mset(from, count, in.data());
+    viewOf(filled, bits).mset(from, count, fill);
+    ASSERT_EQ(array, expectArray) << "array form";
+    ASSERT_EQ(filled, expectFill) << "fill form";
+  });
+}
+
+TEST_P(Packed64, RangeSearchesMatchTheModel) {
+  const IndexVector64Ref v = viewOf(words, bits);
+  BitVector seed(kN, false);
+  for (std::size_t i = 0; i < kN; ++i) seed.set(i, rng() % 5 == 0);
+  for (auto [lo, hi] : ranges()) {
+    SCOPED_TRACE(testing::Message() << "range [" << lo << ", " << hi << ")");
+    sweep([&](std::size_t from, std::size_t count) {
+      const List old = {0xDEAD, 0xBEEF, 7};
+      List expected = old, hits;
+      BitVector expectedBits = seed;
+      for (std::size_t i = from; i < from + count; ++i) {
+        if (lo <= values[i] && values[i] < hi) {
+          hits.push_back(values[i]);
+          expectedBits.set(i);
+        }
+      }
+      if (bits != 0) {
+        expected = hits;  // values, written over the old content
+      } else if (!hits.empty()) {
+        expected.resize(old.size() + count, 0);  // width 0 appends its zeros
+      }
+      List list = old;
+      v.mgetSearch(from, count, lo, hi, list);
+      ASSERT_EQ(list, expected);
+      BitVector got = seed;
+      v.mgetSearch(from, count, lo, hi, got);
+      ASSERT_TRUE(got == expectedBits);
+    });
+    if (HasFailure()) return;
+  }
+}
+
+TEST_P(Packed64, FilterSearchesMatchTheModel) {
+  // A filter has a bit per value, so the values stay below its size.
+  constexpr std::size_t kFilterBits = 1024;
+  std::vector<Word> small(kN);
+  const Word top = std::min<Word>(mask, kFilterBits - 1);
+  for (auto& x : small) x = top == 0 ? 0 : rng() % (top + 1);
+  std::vector<Word> packed = iv64ref::pack(small, bits, rng);
+  const IndexVector64Ref v = viewOf(packed, bits);
+  BitVector filter(kFilterBits, false), seed(kN, false);
+  for (std::size_t i = 0; i < kFilterBits; ++i) filter.set(i, rng() % 3 == 0);
+  for (std::size_t i = 0; i < kN; ++i) seed.set(i, rng() % 5 == 0);
+  for (const bool zeroMatches : {true, false}) {  // at width 0, bit 0 decides everything
+    filter.set(0, zeroMatches);
+    SCOPED_TRACE(testing::Message() << "bit 0 of the filter " << zeroMatches);
+    sweep([&](std::size_t from, std::size_t count) {
+      const List old = {1, 2, 3, 4};
+      List expected = old, hits;
+      BitVector expectedBits = seed;
+      for (std::size_t i = from; i < from + count; ++i) {
+        if (filter.test(small[i])) {
+          hits.push_back(small[i]);
+          expectedBits.set(i);
+        }
+      }
+      if (bits != 0) {
+        expected = hits;
+      } else if (!hits.empty()) {
+        expected.resize(old.size() + count, 0);
+      }
+      List list = old;
+      v.mgetSearch(from, count, filter, list);
+      ASSERT_EQ(list, expected);
+      BitVector got = seed;
+      v.mgetSearch(from, count, filter, got);
+      ASSERT_TRUE(got == expectedBits);
+    });
+    if (HasFailure()) return;
+  }
+}
+
+TEST_P(Packed64, ValueListGrowsBeyondItsFirstRoom) {
+  // More hits than the first 1024 entries of room, from an unaligned start to a ragged end, so
+  // the doubling before a group and the growth before a single value both run.
+  constexpr std::size_t kBig = 2600;
+  std::vector<Word> big = iv64ref::edgyValues(kBig, bits, rng);
+  std::vector<Word> packed = iv64ref::pack(big, bits, rng);
+  const IndexVector64Ref v = viewOf(packed, bits);
+  if (bits == 0) GTEST_SKIP() << "width 0 appends zeros instead";
+  List expected;
+  for (std::size_t i = 3; i < kBig - 1; ++i)
+    if (big[i] != ~Word{0}) expected.push_back(big[i]);
+  List list(7);
+  v.mgetSearch(3, kBig - 4, 0, ~Word{0}, list);
+  EXPECT_EQ(list, expected);
+}
+
+TEST_P(Packed64, LowerBoundFindsTheFirstNotBelow) {
+  std::vector<Word> sorted = values;
+  std::sort(sorted.begin(), sorted.end());
+  std::vector<Word> packed = iv64ref::pack(sorted, bits, rng);
+  const IndexVector64Ref v = viewOf(packed, bits);
+  EXPECT_EQ(v.lowerBound(mask, 0, 0), 0u);
+  EXPECT_EQ(v.lowerBound(0, 9, 4), 9u) << "an empty range gives its start";
+  for (auto [first, last] : std::vector<std::pair<std::size_t, std::size_t>>{
+           {0, kN}, {0, 1}, {17, 18}, {5, 200}, {kN - 3, kN}}) {
+    for (Word q : {Word{0}, Word{1}, mask, ~Word{0}, sorted[first], sorted[(first + last) / 2],
+                   sorted[last - 1] + 1, sorted[last - 1]}) {
+      const auto ref = std::lower_bound(sorted.begin() + first, sorted.begin() + last, q);
+      ASSERT_EQ(v.lowerBound(q, first, last), static_cast<std::size_t>(ref - sorted.begin()))
+          << "query " << q << " in [" << first << ", " << last << ")";
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllWidths, Packed64, ::testing::Range(0u, 65u),
+                         [](const auto& info) { return "w" + std::to_string(info.param); });
+
+// --- list semantics that differ from the 32-bit family ---
+
+TEST(Packed64Lists, RangeSearchOverwritesAndCutsALongerList) {
+  std::mt19937_64 rng(5);
+  std::vector<Word> vals = {3, 9, 4, 9, 1, 8};
+  std::vector<Word> w = iv64ref::pack(vals, 13, rng);
+  const IndexVector64Ref v(w.data(), 13);
+  List list;
+  list.resize(5000, 77);
+  v.mgetSearch(0, vals.size(), 4, 9, list);
+  EXPECT_EQ(list, (List{4, 8}));
+  v.mgetSearch(0, 0, 0, ~Word{0}, list);
+  EXPECT_TRUE(list.empty()) << "count 0 still overwrites";
+}
+
+TEST(Packed64Lists, PositionRangesKeepTheLastPairInAListAndEveryPairInBits) {
+  std::mt19937_64 rng(6);
+  std::vector<Word> vals(200);
+  for (std::size_t i = 0; i < vals.size(); ++i) vals[i] = i % 10;
+  std::vector<Word> w = iv64ref::pack(vals, 33, rng);
+  const IndexVector64Ref v(w.data(), 33);
+  const List pairs = {0, 40, 90, 90, 150, 175};
+
+  List list = {42};
+  v.mgetSearch(pairs, 2, 4, list);
+  List expected;
+  for (std::size_t i = 150; i < 175; ++i)
+    if (vals[i] == 2 || vals[i] == 3) expected.push_back(vals[i]);
+  EXPECT_EQ(list, expected);
+
+  BitVector bits(vals.size(), false), expectedBits(vals.size(), false);
+  v.mgetSearch(pairs, 2, 4, bits);
+  for (std::size_t i = 0; i < vals.size(); ++i)
+    if ((i < 40 || (i >= 150 && i < 175)) && (vals[i] == 2 || vals[i] == 3)) expectedBits.set(i);
+  EXPECT_TRUE(bits == expectedBits);
+
+  List untouched = {1, 2};
+  v.mgetSearch(List{}, 0, ~Word{0}, untouched);
+  EXPECT_EQ(untouched, (List{1, 2})) << "no pair, no search";
+}
+
+}  // namespace

@@ -1,0 +1,370 @@
+// The owning 64-bit packed vector: its allocator model, growth, copy-on-resize of mapped data,
+// failure injection, re-encoding and texts. Byte counts come from a counting allocator.
+#include "VorexUtils/IndexVector64.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+#include <sstream>
+#include <vector>
+
+#include "IndexVector64Reference.hpp"
+#include "ltt/exception.hpp"
+#include "ltt/testing/CountingAllocator.hpp"
+
+namespace {
+
+using ltt::testing::CountingAllocator;
+using VorexUtils::IndexVector64;
+using VorexUtils::IndexVector64Ref;
+using Word = unsigned long;
+using Bytes = std::vector<std::size_t>;
+
+std::vector<Word> contentOf(const IndexVector64& v) {
+  std::vector<Word> out(v.size());
+  v.mget(0, v.size(), out.data());
+  return out;
+}
+
+/// A vector of `bits` bits holding `n` values 0, 1, 2, ... (masked), built by append.
+void fill(IndexVector64& v, unsigned bits, std::size_t n) {
+  v.setBits(bits);
+  for (std::size_t i = 0; i < n; ++i) v.append((i * 0x9E3779B97F4A7C15ul) & iv64ref::maskOf(bits));
+}
+
+TEST(IndexVector64, GetBitsCountsTheBitsOfALargestValue) {
+  EXPECT_EQ(IndexVector64Ref::getBits(0), 0u);
+  EXPECT_EQ(IndexVector64Ref::getBits(1), 1u);
+  EXPECT_EQ(IndexVector64Ref::getBits(2), 2u) << "a largest value, not a count of values";
+  EXPECT_EQ(IndexVector64Ref::getBits(3), 2u);
+  for (unsigned k = 1; k < 64; ++k) {
+    const Word p = Word{1} << k;
+    ASSERT_EQ(IndexVector64Ref::getBits(p - 1), k) << "2^" << k << " - 1";
+    ASSERT_EQ(IndexVector64Ref::getBits(p), k + 1) << "2^" << k;
+  }
+  EXPECT_EQ(IndexVector64Ref::getBits(~Word{0}), 64u);
+}
+
+TEST(IndexVector64, SizeArithmeticHasNoSpareWordAndNoWordAtWidthZero) {
+  EXPECT_EQ(IndexVector64Ref(nullptr, 0).wordSize(1000000), 0u);
+  EXPECT_EQ(IndexVector64Ref(nullptr, 1).wordSize(64), 1u);
+  EXPECT_EQ(IndexVector64Ref(nullptr, 1).wordSize(65), 2u);
+  EXPECT_EQ(IndexVector64Ref(nullptr, 63).byteSize(64), 8u * 63);
+  EXPECT_EQ(IndexVector64Ref(nullptr, 64).byteSize(3), 24u);
+  EXPECT_EQ(IndexVector64Ref(nullptr, 64).mask(), ~Word{0});
+  EXPECT_EQ(IndexVector64Ref(nullptr, 0).mask(), 0u);
+
+  CountingAllocator a;
+  {
+    IndexVector64 v(a);
+    EXPECT_EQ(v.bits(), 64u);
+    EXPECT_EQ(v.data(), nullptr);
+    fill(v, 0, 5000);
+    EXPECT_EQ(v.data(), nullptr) << "width 0 never has a buffer";
+    EXPECT_EQ(v.capacity(), 5000u);
+    std::vector<Word> out(5000, 1);
+    v.mget(0, 5000, out.data());
+    EXPECT_EQ(out, std::vector<Word>(5000, 0));
+    EXPECT_TRUE(v.isZeroOnly());
+  }
+  EXPECT_TRUE(a.requests().empty());
+}
+
+TEST(IndexVector64, DefaultAllocatorIsOneStaticChildOfTheGlobalAllocator) {
+  ltt::allocator& d = IndexVector64::getDefaultAllocator();
+  EXPECT_EQ(&d, &IndexVector64::getDefaultAllocator());
+  EXPECT_EQ(d.name(), "IndexVector64");
+  EXPECT_EQ(d.parent(), &ltt::allocator::global_allocator());
+  const std::size_t before = d.bytesInUse();
+  {
+    IndexVector64 v;
+    v.resize(10);
+    EXPECT_EQ(&v.getAllocator(), &d);
+    EXPECT_EQ(d.bytesInUse(), before + 80);
+  }
+  EXPECT_EQ(d.bytesInUse(), before);
+}
+
+TEST(IndexVector64, GrowthIsExactExceptAppendWhichDoublesInWords) {
+  CountingAllocator a;
+  {
+    IndexVector64 v(a);
+    v.setBits(5);  // empty: only the width changes
+    EXPECT_TRUE(a.requests().empty());
+    fill(v, 5, 26);  // 25 values fill two words; the 26th needs a third
+    EXPECT_EQ(a.requests(), (Bytes{16, 48}));
+    EXPECT_EQ(v.capacityWords(), 6u);
+    EXPECT_EQ(v.capacity(), 76u);
+
+    a.clearRequests();
+    v.resize(20);  // shrinking keeps the buffer
+    v.reserve(76);
+    v.resize(76);
+    EXPECT_TRUE(a.requests().empty());
+    v.resize(100);  // exactly wordSize(100), no factor
+    v.reserve(200);
+    EXPECT_EQ(a.requests(), (Bytes{8 * 8, 16 * 8}));
+    v.resize(30);
+    v.compact();
+    EXPECT_EQ(v.capacityWords(), 3u);
+    v.clear();
+    EXPECT_EQ(v.capacityWords(), 3u);
+    v.compact();
+    EXPECT_EQ(v.data(), nullptr);
+
+    v.resizeBytes(13);  // two words; the size becomes what they hold
+    EXPECT_EQ(v.capacityWords(), 2u);
+    EXPECT_EQ(v.size(), 25u);
+    v.setBits(0);
+    v.release();
+    v.resizeBytes(64);
+    EXPECT_EQ(v.size(), 0u) << "width 0: nothing happens";
+    EXPECT_EQ(v.data(), nullptr);
+    EXPECT_EQ(v.bits(), 0u) << "release keeps the width";
+  }
+  EXPECT_TRUE(a.checkNoLeaks());
+}
+
+TEST(IndexVector64, AppendKeepsEveryValueAtEveryWidth) {
+  CountingAllocator a;
+  std::mt19937_64 rng(3);
+  for (unsigned bits = 0; bits <= 64; ++bits) {
+    SCOPED_TRACE(testing::Message() << "width " << bits);
+    IndexVector64 v(a);
+    v.setBits(bits);
+    const std::vector<Word> vals = iv64ref::edgyValues(300, bits, rng);
+    for (Word x : vals) v.append(x);
+    ASSERT_EQ(contentOf(v), vals);
+  }
+  EXPECT_TRUE(a.checkNoLeaks());
+}
+
+// Every growing operation, run on a vector whose allocator then refuses: ltt::bad_alloc, and the
+// vector stays as it was (buffer, size, capacity, content).
+TEST(IndexVector64, FailedAllocationLeavesTheVectorAsItWas) {
+  const std::vector<std::pair<const char*, std::function<void(IndexVector64&)>>> ops = {
+      {"append", [](IndexVector64& v) { v.append(1); }},
+      {"resize", [](IndexVector64& v) { v.resize(1000); }},
+      {"reserve", [](IndexVector64& v) { v.reserve(1000); }},
+      {"resizeBuffer", [](IndexVector64& v) { v.resizeBuffer(5); }},
+      {"resizeBytes", [](IndexVector64& v) { v.resizeBytes(4096); }},
+      {"setBits", [](IndexVector64& v) { v.setBits(40); }},
+      {"assign",
+       [](IndexVector64& v) {
+         IndexVector64 src(ltt::allocator::global_allocator());
+         fill(src, 7, 100);
+         v = src;
+       }},
+  };
+  for (const auto& [name, op] : ops) {
+    SCOPED_TRACE(name);
+    CountingAllocator a;
+    {
+      IndexVector64 v(a);
+      fill(v, 7, 27);  // 27 values of 7 bits in 3 words of capacity 6: append has no room
+      v.resizeBuffer(3);
+      const std::vector<Word> before = contentOf(v);
+      const Word* buffer = v.data();
+      a.failAfter(1);
+      EXPECT_THROW(op(v), ltt::bad_alloc);
+      a.failAfter(0);
+      EXPECT_EQ(v.data(), buffer);
+      EXPECT_EQ(v.size(), 27u);
+      EXPECT_EQ(v.capacityWords(), 3u);
+      EXPECT_EQ(v.bits(), 7u);
+      EXPECT_EQ(contentOf(v), before);
+    }
+    EXPECT_TRUE(a.checkNoLeaks());
+    if (HasFailure()) return;
+  }
+}
+
+TEST(IndexVector64, MappedDataIsCopiedOnResize) {
+  CountingAllocator a;
+  std::mt19937_64 rng(4);
+  // 64 values of 13 bits fill 13 words exactly, so the first append needs a new word.
+  const std::vector<Word> vals = iv64ref::edgyValues(64, 13, rng);
+  std::vector<Word> foreign = iv64ref::pack(vals, 13, rng);
+  const std::vector<Word> pristine = foreign;
+  {
+    IndexVector64 v(a);
+    fill(v, 13, 10);  // an owned buffer, given back by the mapping
+    v.setMappedData(vals.size(), foreign.data());
+    EXPECT_EQ(a.liveBytes(), 0u);
+    EXPECT_TRUE(v.isMapped());
+    EXPECT_EQ(v.capacityWords(), 13u);
+    EXPECT_TRUE(v.isMappedTo(foreign.data(), foreign.data() + 1));
+    EXPECT_FALSE(v.isMappedTo(foreign.data() + 1, foreign.data() + 13));
+    EXPECT_EQ(contentOf(v), vals);
+
+    IndexVector64 shared(a);
+    shared = v;  // a mapped source is shared, not copied
+    EXPECT_TRUE(shared.isMapped());
+    EXPECT_EQ(shared.data(), foreign.data());
+    EXPECT_EQ(shared.size(), vals.size());
+
+    a.clearRequests();
+    shared.resizeBuffer(13);  // an equal word count still makes a private copy
+    EXPECT_FALSE(shared.isMapped());
+    EXPECT_NE(shared.data(), foreign.data());
+    for (Word i = 0; i < 4; ++i) v.append(i);  // beyond capacity: owned, data kept
+    EXPECT_EQ(a.requests(), (Bytes{13 * 8, 28 * 8}));
+    EXPECT_FALSE(v.isMapped());
+    std::vector<Word> grown = vals;
+    for (Word i = 0; i < 4; ++i) grown.push_back(i);
+    EXPECT_EQ(contentOf(v), grown);
+    EXPECT_EQ(contentOf(shared), vals);
+
+    IndexVector64 re(a);
+    re.setBits(13);
+    re.setMappedData(vals.size(), foreign.data());
+    re.setBits(21);  // re-encoding a mapped vector gives it an owned buffer
+    EXPECT_FALSE(re.isMapped());
+    EXPECT_EQ(contentOf(re), vals);
+
+    IndexVector64 readOnly(a);  // on the null allocator a mapped vector can never grow
+    readOnly.setBits(13);
+    readOnly.setNullAllocator();
+    readOnly.setMappedData(vals.size(), foreign.data());
+    EXPECT_THROW(readOnly.append(1), ltt::bad_alloc);
+    EXPECT_TRUE(readOnly.isMapped());
+    EXPECT_EQ(readOnly.size(), vals.size());
+  }
+  EXPECT_EQ(foreign, pristine) << "the foreign block is never written or given back";
+  EXPECT_TRUE(a.checkNoLeaks());
+}
+
+TEST(IndexVector64, SetBitsReencodesAcrossChunks) {
+  CountingAllocator a;
+  std::mt19937_64 rng(8);
+  for (auto [from, to] : std::vector<std::pair<unsigned, unsigned>>{
+           {1, 64}, {17, 33}, {33, 0}, {0, 9}, {63, 64}, {64, 63}}) {
+    SCOPED_TRACE(testing::Message() << from << " -> " << to);
+    IndexVector64 v(a);
+    v.setBits(from);
+    const std::vector<Word> vals = iv64ref::edgyValues(2500, std::min(from, to), rng);
+    for (Word x : vals) v.append(x);
+    v.setBits(to);
+    ASSERT_EQ(v.bits(), to);
+    ASSERT_EQ(contentOf(v), vals);
+    ASSERT_EQ(v.capacityWords(), iv64ref::wordsFor(2500, to));
+  }
+  EXPECT_TRUE(a.checkNoLeaks());
+}
+
+TEST(IndexVector64, CopyAndSwapKeepEachBufferWithItsAllocator) {
+  CountingAllocator a("a"), b("b");
+  {
+    IndexVector64 x(a), y(b);
+    fill(x, 9, 100);
+    fill(y, 50, 7);
+    const std::vector<Word> xs = contentOf(x), ys = contentOf(y);
+
+    IndexVector64 copy(x, b);  // the given allocator, the capacity of the source
+    EXPECT_EQ(&copy.getAllocator(), &b);
+    EXPECT_EQ(copy.capacityWords(), x.capacityWords());
+    EXPECT_EQ(contentOf(copy), xs);
+
+    x.swap(y);
+    EXPECT_EQ(contentOf(x), ys);
+    EXPECT_EQ(contentOf(y), xs);
+    EXPECT_EQ(&x.getAllocator(), &a);
+    EXPECT_EQ(&y.getAllocator(), &b);
+    EXPECT_EQ(a.liveBytes(), 8 * x.capacityWords());
+    EXPECT_EQ(b.liveBytes(), 8 * (y.capacityWords() + copy.capacityWords()));
+
+    b.failAfter(1);  // a deep swap copies first: a failure changes nothing
+    EXPECT_THROW(x.swap(y), ltt::bad_alloc);
+    EXPECT_EQ(contentOf(x), ys);
+    EXPECT_EQ(contentOf(y), xs);
+
+    IndexVector64 z(a);
+    fill(z, 3, 5);
+    const Word* zData = z.data();
+    const std::size_t requests = a.requests().size();
+    x.swap(z);  // same allocator: the fields are exchanged
+    EXPECT_EQ(x.data(), zData);
+    EXPECT_EQ(a.requests().size(), requests);
+  }
+  EXPECT_TRUE(a.checkNoLeaks());
+  EXPECT_TRUE(b.checkNoLeaks());
+}
+
+TEST(IndexVector64, IsZeroOnlyIgnoresTheBitsBehindTheLastValue) {
+  CountingAllocator a;
+  IndexVector64 v(a);
+  EXPECT_TRUE(v.isZeroOnly());
+  fill(v, 7, 0);
+  for (int i = 0; i < 20; ++i) v.append(0);  // 140 bits: 12 used bits in the last word
+  v.data()[2] |= Word{1} << 12;              // behind the last value
+  EXPECT_TRUE(v.isZeroOnly());
+  v.set(19, 1);
+  EXPECT_FALSE(v.isZeroOnly());
+  v.set(19, 0);
+  v.set(3, 64);
+  EXPECT_FALSE(v.isZeroOnly());
+}
+
+TEST(IndexVector64, ConvertFromByteOrderOnlyAcceptsTheRunningLayout) {
+  std::vector<Word> w = {0x0123456789ABCDEFul, 42};
+  const std::vector<Word> before = w;
+  IndexVector64Ref v(w.data(), 64);
+  for (unsigned order = 0; order < 9; ++order)
+    EXPECT_EQ(v.convertFromByteOrder(static_cast<VorexUtils::IvByteOrder>(order), 2),
+              order == VorexUtils::IV_LITTLE64l)
+        << "order " << order;
+  EXPECT_EQ(w, before);
+}
+
+/// Rounds every block up to 64 bytes and says so, as a block allocator does.
+class RoundingAllocator final : public ltt::allocator {
+ public:
+  RoundingAllocator() : allocator("rounding", &global_allocator(), true) {}
+  bool isBlockAllocator() const noexcept override { return true; }
+
+ protected:
+  void* do_allocate(std::size_t bytes) noexcept override {
+    return parent()->allocateNoThrow((bytes + 63) & ~std::size_t{63});
+  }
+  void do_deallocate(void* p) noexcept override { parent()->deallocate(p); }
+  std::size_t do_size(const void* p) const noexcept override { return parent()->getBlockSize(p); }
+};
+
+TEST(IndexVector64, MemoryFiguresAndTexts) {
+  CountingAllocator a;
+  IndexVector64 v(a);
+  std::ostringstream empty;
+  v.toStream(empty);
+  std::ostringstream nullPtr;
+  nullPtr << static_cast<const void*>(nullptr);
+  EXPECT_EQ(empty.str(), "[IndexVector64: [m_buffer: bytes Addr: " + nullPtr.str() + ", Size: 0]");
+
+  v.setBits(5);
+  for (Word x : {1, 2, 3}) v.append(x);
+  std::ostringstream internals, stream, addr;
+  v.printInternals(internals);
+  EXPECT_EQ(internals.str(), "bits: 5, size: 3, buffer length: 2, values: 1 2 3");
+  v.toStream(stream);
+  addr << static_cast<const void*>(v.data());
+  EXPECT_EQ(stream.str(), "[IndexVector64: [m_buffer: bytes Addr: " + addr.str() + ", Size: 16]");
+  EXPECT_EQ(v.getMemorySize(), 8u);
+  void* data = nullptr;
+  unsigned long bytes = 0;
+  v.getData(data, bytes);
+  EXPECT_EQ(data, v.data());
+  EXPECT_EQ(bytes, 8u);
+
+  char* base = reinterpret_cast<char*>(v.data());
+  EXPECT_EQ(v.getSizeOfMemoryIntersection(base - 100, base + 100), 16u);
+  EXPECT_EQ(v.getSizeOfMemoryIntersection(base + 4, base + 9), 5u);
+  EXPECT_EQ(v.getSizeOfMemoryIntersection(base + 16, base + 100), 0u) << "touching the end";
+
+  RoundingAllocator r;
+  IndexVector64 blocks(r);
+  blocks.resize(3);
+  EXPECT_EQ(blocks.getAllocatedMemorySize(), 64u) << "the block size, not 8 per word";
+  EXPECT_EQ(blocks.getSizeOfMemoryIntersection(nullptr, reinterpret_cast<char*>(~0ul >> 1)), 64u);
+}
+
+}  // namespace
