@@ -11,6 +11,8 @@ struct Mget {
   static void run(unsigned long from, unsigned long count, Word* dest, const Word* data) {
     if constexpr (Bits == 0) {
       std::fill_n(dest, count, Word{0});  // no stream exists at width 0
+    } else if constexpr (Bits == 64) {
+      std::copy_n(data + from, count, dest);  // a value is a word
     } else {
       iv64::walk<Bits>(
           from, count, [&](unsigned long i) { *dest++ = iv64::getAt<Bits>(data, i); },

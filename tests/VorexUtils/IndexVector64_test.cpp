@@ -126,20 +126,6 @@ TEST(IndexVector64, GrowthIsExactExceptAppendWhichDoublesInWords) {
   EXPECT_TRUE(a.checkNoLeaks());
 }
 
-TEST(IndexVector64, AppendKeepsEveryValueAtEveryWidth) {
-  CountingAllocator a;
-  std::mt19937_64 rng(3);
-  for (unsigned bits = 0; bits <= 64; ++bits) {
-    SCOPED_TRACE(testing::Message() << "width " << bits);
-    IndexVector64 v(a);
-    v.setBits(bits);
-    const std::vector<Word> vals = iv64ref::edgyValues(300, bits, rng);
-    for (Word x : vals) v.append(x);
-    ASSERT_EQ(contentOf(v), vals);
-  }
-  EXPECT_TRUE(a.checkNoLeaks());
-}
-
 // Every growing operation, run on a vector whose allocator then refuses: ltt::bad_alloc, and the
 // vector stays as it was (buffer, size, capacity, content).
 TEST(IndexVector64, FailedAllocationLeavesTheVectorAsItWas) {
