@@ -5,9 +5,10 @@
 #include <bit>
 #include <cstring>
 #include <functional>
-#include <mutex>
 #include <new>
 
+#include "Execution/RunOnce.hpp"
+#include "MemoryManager/TransientMetadataNUMAInfo.hpp"
 #include "VorexUtils/IndexVectorRef.hpp"
 #include "ltt/exception.hpp"
 
@@ -74,9 +75,9 @@ ltt::allocator& IndexVector64::getDefaultAllocator() {
   // give their buffers back at any point of the shutdown.
   alignas(ltt::ChildAllocator) static unsigned char storage[sizeof(ltt::ChildAllocator)];
   static std::atomic<ltt::allocator*> published{nullptr};
-  static std::once_flag once;
+  static Execution::OnceFlag once;
   if (ltt::allocator* a = published.load(std::memory_order_acquire)) return *a;
-  std::call_once(once, [] {
+  Execution::runOnceUnchecked(once, [] {
     auto* a = new (storage)
         ltt::ChildAllocator("IndexVector64", ltt::allocator::global_allocator(), true);
     published.store(a, std::memory_order_release);
@@ -200,6 +201,10 @@ unsigned long IndexVector64::getSizeOfMemoryIntersection(void* begin, void* end)
   const auto hi = std::min(reinterpret_cast<std::uintptr_t>(end),
                            reinterpret_cast<std::uintptr_t>(m_buffer) + getAllocatedMemorySize());
   return hi > lo ? hi - lo : 0;
+}
+
+void IndexVector64::getPageNumaLocationMap(MemoryManager::TransientMetadataNUMAInfo& info) const {
+  info.calculatePageCountAndNodeId(m_buffer, getAllocatedMemorySize());
 }
 
 bool IndexVector64::isZeroOnly() const noexcept {

@@ -19,6 +19,10 @@
 #include "ltt/string.hpp"
 #include "ltt/vector.hpp"
 
+namespace MemoryManager {
+class TransientMetadataNUMAInfo;
+}
+
 namespace VorexUtils {
 
 class BitVector;
@@ -177,6 +181,8 @@ class IndexVector64 : public IndexVector64Ref {
   /// The allocator's block size when it is a block allocator, else 8 bytes per word.
   unsigned long getAllocatedMemorySize() const noexcept;
   unsigned long getSizeOfMemoryIntersection(void* begin, void* end) const noexcept;
+  /// Records on which NUMA nodes the pages of the buffer lie.
+  void getPageNumaLocationMap(MemoryManager::TransientMetadataNUMAInfo& info) const;
   /// All words but the last are 0, and the used bits of the last one.
   bool isZeroOnly() const noexcept;
 

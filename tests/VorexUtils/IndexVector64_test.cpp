@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "IndexVector64Reference.hpp"
+#include "MemoryManager/TransientMetadataNUMAInfo.hpp"
+#include "VorexUtils/IndexVectorRef.hpp"
 #include "ltt/exception.hpp"
 #include "ltt/testing/CountingAllocator.hpp"
 
@@ -37,6 +39,7 @@ TEST(IndexVector64, GetBitsCountsTheBitsOfALargestValue) {
   EXPECT_EQ(IndexVector64Ref::getBits(0), 0u);
   EXPECT_EQ(IndexVector64Ref::getBits(1), 1u);
   EXPECT_EQ(IndexVector64Ref::getBits(2), 2u) << "a largest value, not a count of values";
+  EXPECT_EQ(VorexUtils::IndexVectorRef::getBits(2), 1u) << "the 32-bit family counts values";
   EXPECT_EQ(IndexVector64Ref::getBits(3), 2u);
   for (unsigned k = 1; k < 64; ++k) {
     const Word p = Word{1} << k;
@@ -351,6 +354,15 @@ TEST(IndexVector64, MemoryFiguresAndTexts) {
   blocks.resize(3);
   EXPECT_EQ(blocks.getAllocatedMemorySize(), 64u) << "the block size, not 8 per word";
   EXPECT_EQ(blocks.getSizeOfMemoryIntersection(nullptr, reinterpret_cast<char*>(~0ul >> 1)), 64u);
+
+  IndexVector64 big(a);
+  big.resize(10000);  // 80000 bytes: 20 pages, or 21 when the block starts inside a page
+  big.mset(0, 10000, Word{0});
+  MemoryManager::TransientMetadataNUMAInfo info;
+  big.getPageNumaLocationMap(info);
+  EXPECT_EQ(info.calls(), 1u);
+  EXPECT_GE(info.totalPages(), 20u);
+  EXPECT_LE(info.totalPages(), 21u);
 }
 
 }  // namespace
