@@ -20,6 +20,8 @@ class BitVector;
 /// mgetSearch stores them). `threads` is the number of jobs, so at most that many cores work at
 /// once; 0 means one per hardware thread. Short stretches are searched on the calling thread.
 /// If a job throws (memory), `result` is cut back to its old size and the exception propagates.
+/// Every piece but the first collects into a list of its own, which is copied behind `result`
+/// at the end: for dense results (a large share of the positions) the bit-vector form is cheaper.
 void parallelMgetSearch(const IndexVectorRef& vector, unsigned long from, unsigned long count,
                         unsigned int rangeFrom, unsigned int rangeTo,
                         ltt::vector<unsigned int>& result, unsigned int threads = 0);
