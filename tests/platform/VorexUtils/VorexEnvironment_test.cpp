@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -15,7 +16,9 @@ namespace fs = std::filesystem;
 class VorexEnvironmentTest : public testing::Test {
  protected:
   void SetUp() override {
-    m_dir = (fs::path(testing::TempDir()) / "vorex_env_trace").string();
+    // Per process: ctest runs the cases of this suite in parallel processes.
+    m_dir =
+        (fs::path(testing::TempDir()) / ("vorex_env_trace_" + std::to_string(getpid()))).string();
     fs::remove_all(m_dir);
     VorexEnvironment::setTraceDirectory(m_dir);
   }
