@@ -31,6 +31,31 @@ class Packed64 : public ::testing::TestWithParam<unsigned> {
     rng.seed(0x9E3779B97F4A7C15ull ^ bits);
     values = iv64ref::edgyValues(kN, bits, rng);
     words = iv64ref::pack(values, bits, rng);
+    for (std::size_t i = 0; i < kN; ++i) seed.set(i, rng() % 5 == 0);
+  }
+
+  /// Runs search(list, bits) over [from, from + count) of `vals` against the model: the list
+  /// holds the matching values, written over its old content (width 0: the old content, plus a
+  /// zero per position on a match); the bits of matching positions are or-ed into `seed`.
+  template <class Match, class Search>
+  void checkSearch(const std::vector<Word>& vals, std::size_t from, std::size_t count, Match match,
+                   Search search) {
+    const List old = {0xDEAD, 0xBEEF, 7};
+    List expected, list = old;
+    BitVector expectedBits = seed, got = seed;
+    for (std::size_t i = from; i < from + count; ++i) {
+      if (match(vals[i])) {
+        expected.push_back(vals[i]);
+        expectedBits.set(i);
+      }
+    }
+    if (bits == 0) {
+      expected = old;
+      if (match(0)) expected.resize(old.size() + count, 0);
+    }
+    search(list, got);
+    ASSERT_EQ(list, expected);
+    ASSERT_TRUE(got == expectedBits);
   }
 
   static IndexVector64Ref viewOf(std::vector<Word>& w, unsigned bits) {
@@ -68,6 +93,7 @@ class Packed64 : public ::testing::TestWithParam<unsigned> {
   std::mt19937_64 rng;
   std::vector<Word> values;
   std::vector<Word> words;
+  BitVector seed{kN, false};  // bits that a search must keep
 };
 
 TEST_P(Packed64, GetReadsTheLayoutAndSetKeepsNeighbours) {
@@ -116,34 +142,18 @@ TEST_P(Packed64, MsetWritesItsRangeOnly) {
 
 TEST_P(Packed64, RangeSearchesMatchTheModel) {
   const IndexVector64Ref v = viewOf(words, bits);
-  BitVector seed(kN, false);
-  for (std::size_t i = 0; i < kN; ++i) seed.set(i, rng() % 5 == 0);
   const auto rs = ranges();
   for (std::size_t r = 0; r < rs.size(); ++r) {
     const auto [lo, hi] = rs[r];
     SCOPED_TRACE(testing::Message() << "range [" << lo << ", " << hi << ")");
     sweep(
         [&](std::size_t from, std::size_t count) {
-          const List old = {0xDEAD, 0xBEEF, 7};
-          List expected = old, hits;
-          BitVector expectedBits = seed;
-          for (std::size_t i = from; i < from + count; ++i) {
-            if (lo <= values[i] && values[i] < hi) {
-              hits.push_back(values[i]);
-              expectedBits.set(i);
-            }
-          }
-          if (bits != 0) {
-            expected = hits;  // values, written over the old content
-          } else if (!hits.empty()) {
-            expected.resize(old.size() + count, 0);  // width 0 appends its zeros
-          }
-          List list = old;
-          v.mgetSearch(from, count, lo, hi, list);
-          ASSERT_EQ(list, expected);
-          BitVector got = seed;
-          v.mgetSearch(from, count, lo, hi, got);
-          ASSERT_TRUE(got == expectedBits);
+          checkSearch(
+              values, from, count, [&](Word x) { return lo <= x && x < hi; },
+              [&](List& list, BitVector& got) {
+                v.mgetSearch(from, count, lo, hi, list);
+                v.mgetSearch(from, count, lo, hi, got);
+              });
         },
         r < 2 ? 1 : 13);
     if (HasFailure()) return;
@@ -158,34 +168,19 @@ TEST_P(Packed64, FilterSearchesMatchTheModel) {
   for (auto& x : small) x = top == 0 ? 0 : rng() % (top + 1);
   std::vector<Word> packed = iv64ref::pack(small, bits, rng);
   const IndexVector64Ref v = viewOf(packed, bits);
-  BitVector filter(kFilterBits, false), seed(kN, false);
+  BitVector filter(kFilterBits, false);
   for (std::size_t i = 0; i < kFilterBits; ++i) filter.set(i, rng() % 3 == 0);
-  for (std::size_t i = 0; i < kN; ++i) seed.set(i, rng() % 5 == 0);
   for (const bool zeroMatches : {true, false}) {  // at width 0, bit 0 decides everything
     if (bits != 0 && !zeroMatches) break;
     filter.set(0, zeroMatches);
     SCOPED_TRACE(testing::Message() << "bit 0 of the filter " << zeroMatches);
     sweep([&](std::size_t from, std::size_t count) {
-      const List old = {1, 2, 3, 4};
-      List expected = old, hits;
-      BitVector expectedBits = seed;
-      for (std::size_t i = from; i < from + count; ++i) {
-        if (filter.test(small[i])) {
-          hits.push_back(small[i]);
-          expectedBits.set(i);
-        }
-      }
-      if (bits != 0) {
-        expected = hits;
-      } else if (!hits.empty()) {
-        expected.resize(old.size() + count, 0);
-      }
-      List list = old;
-      v.mgetSearch(from, count, filter, list);
-      ASSERT_EQ(list, expected);
-      BitVector got = seed;
-      v.mgetSearch(from, count, filter, got);
-      ASSERT_TRUE(got == expectedBits);
+      checkSearch(
+          small, from, count, [&](Word x) { return filter.test(x); },
+          [&](List& list, BitVector& got) {
+            v.mgetSearch(from, count, filter, list);
+            v.mgetSearch(from, count, filter, got);
+          });
     });
     if (HasFailure()) return;
   }
@@ -198,10 +193,10 @@ TEST_P(Packed64, ValueListGrowsBeyondItsFirstRoom) {
   std::vector<Word> big = iv64ref::edgyValues(kBig, bits, rng);
   std::vector<Word> packed = iv64ref::pack(big, bits, rng);
   const IndexVector64Ref v = viewOf(packed, bits);
-  if (bits == 0) GTEST_SKIP() << "width 0 appends zeros instead";
-  List expected;
+  // Width 0 keeps the 7 old entries and appends a zero per position; the others overwrite.
+  List expected(bits == 0 ? 7 : 0);
   for (std::size_t i = 3; i < kBig - 1; ++i)
-    if (big[i] != ~Word{0}) expected.push_back(big[i]);
+    if (bits == 0 || big[i] != ~Word{0}) expected.push_back(big[i]);
   List list(7);
   v.mgetSearch(3, kBig - 4, 0, ~Word{0}, list);
   EXPECT_EQ(list, expected);
@@ -230,40 +225,33 @@ INSTANTIATE_TEST_SUITE_P(AllWidths, Packed64, ::testing::Range(0u, 65u),
 
 // --- list semantics that differ from the 32-bit family ---
 
-TEST(Packed64Lists, RangeSearchOverwritesAndCutsALongerList) {
-  std::mt19937_64 rng(5);
-  std::vector<Word> vals = {3, 9, 4, 9, 1, 8};
-  std::vector<Word> w = iv64ref::pack(vals, 13, rng);
-  const IndexVector64Ref v(w.data(), 13);
-  List list;
-  list.resize(5000, 77);
-  v.mgetSearch(0, vals.size(), 4, 9, list);
-  EXPECT_EQ(list, (List{4, 8}));
-  v.mgetSearch(0, 0, 0, ~Word{0}, list);
-  EXPECT_TRUE(list.empty()) << "count 0 still overwrites";
-}
-
-TEST(Packed64Lists, PositionRangesKeepTheLastPairInAListAndEveryPairInBits) {
+TEST(Packed64Lists, ListsAreOverwrittenAndPositionRangesKeepTheLastPair) {
   std::mt19937_64 rng(6);
   std::vector<Word> vals(200);
   for (std::size_t i = 0; i < vals.size(); ++i) vals[i] = i % 10;
   std::vector<Word> w = iv64ref::pack(vals, 33, rng);
   const IndexVector64Ref v(w.data(), 33);
-  const List pairs = {0, 40, 90, 90, 150, 175};
-
-  List list = {42};
-  v.mgetSearch(pairs, 2, 4, list);
-  List expected;
+  const auto hit = [&](std::size_t i) { return vals[i] == 2 || vals[i] == 3; };
+  List last;  // the hits of [150, 175)
   for (std::size_t i = 150; i < 175; ++i)
-    if (vals[i] == 2 || vals[i] == 3) expected.push_back(vals[i]);
-  EXPECT_EQ(list, expected);
+    if (hit(i)) last.push_back(vals[i]);
 
+  List list;
+  list.resize(5000, 77);  // longer than the result: cut to the hits
+  v.mgetSearch(150, 25, 2, 4, list);
+  EXPECT_EQ(list, last);
+  v.mgetSearch(0, 0, 0, ~Word{0}, list);
+  EXPECT_TRUE(list.empty()) << "count 0 still overwrites";
+
+  const List pairs = {0, 40, 90, 90, 150, 175};
+  list = {42};
+  v.mgetSearch(pairs, 2, 4, list);
+  EXPECT_EQ(list, last) << "each pair overwrites the one before";
   BitVector bits(vals.size(), false), expectedBits(vals.size(), false);
   v.mgetSearch(pairs, 2, 4, bits);
   for (std::size_t i = 0; i < vals.size(); ++i)
-    if ((i < 40 || (i >= 150 && i < 175)) && (vals[i] == 2 || vals[i] == 3)) expectedBits.set(i);
+    if ((i < 40 || (i >= 150 && i < 175)) && hit(i)) expectedBits.set(i);
   EXPECT_TRUE(bits == expectedBits);
-
   List untouched = {1, 2};
   v.mgetSearch(List{}, 0, ~Word{0}, untouched);
   EXPECT_EQ(untouched, (List{1, 2})) << "no pair, no search";

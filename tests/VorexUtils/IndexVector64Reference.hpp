@@ -38,20 +38,10 @@ inline void set(std::vector<Word>& w, std::size_t i, unsigned bits, Word v) {
 inline std::vector<Word> edgyValues(std::size_t n, unsigned bits, std::mt19937_64& rng) {
   std::vector<Word> v(n);
   const Word mask = maskOf(bits);
-  for (std::size_t i = 0; i < n; ++i) {
-    switch (rng() % 6) {
-      case 0:
-        v[i] = 0;
-        break;
-      case 1:
-        v[i] = mask;
-        break;
-      case 2:
-        v[i] = bits ? Word{1} << (bits - 1) : 0;
-        break;
-      default:
-        v[i] = rng() & mask;
-    }
+  const Word top = bits ? Word{1} << (bits - 1) : 0;
+  for (auto& x : v) {
+    const auto pick = rng() % 6;
+    x = pick == 0 ? 0 : pick == 1 ? mask : pick == 2 ? top : rng() & mask;
   }
   return v;
 }
