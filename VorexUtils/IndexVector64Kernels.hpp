@@ -34,7 +34,7 @@ inline constexpr unsigned kGroup = Bits % 2   ? 64
                                    : Bits % 4 ? 32
                                               : 16;
 template <unsigned Bits>
-inline constexpr unsigned kGroupWords = kGroup<Bits>* Bits / 64;
+inline constexpr unsigned kGroupWords = (Bits * kGroup<Bits>) / 64;
 
 /// Value i of the stream at data (Bits >= 1); reads a second word only if the value crosses.
 template <unsigned Bits>
