@@ -11,7 +11,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "VorexUtils/BitVector.hpp"
@@ -76,6 +78,13 @@ inline Word decode(const Word* w) noexcept {
   constexpr unsigned o = p & 63;
   if constexpr (Bits == 64) {
     return w[i];
+  } else if constexpr (Bits == 8 || Bits == 16 || Bits == 32) {
+    // Whole bytes of little-endian words: one narrow load instead of a shift and a mask.
+    using Narrow = std::conditional_t<Bits == 8, std::uint8_t,
+                                      std::conditional_t<Bits == 16, std::uint16_t, std::uint32_t>>;
+    Narrow v;
+    std::memcpy(&v, reinterpret_cast<const char*>(w) + p / 8, sizeof v);
+    return v;
   } else if constexpr (o + Bits > 64) {
     return ((w[i] >> o) | (w[i + 1] << (64 - o))) & kMask<Bits>;
   } else if constexpr (o + Bits == 64) {
@@ -85,14 +94,17 @@ inline Word decode(const Word* w) noexcept {
   }
 }
 
-/// Calls f(k, value) for the kGroup<Bits> values of the group at `in`. The words are copied to a
-/// local array first, so that stores of the caller cannot force them to be read again.
+template <unsigned Bits, class F, unsigned... K>
+inline void forEachInGroup(const Word* __restrict in, F&& f,
+                           std::integer_sequence<unsigned, K...>) noexcept {
+  (f(K, decode<Bits, K>(in)), ...);
+}
+
+/// Calls f(k, value) for the kGroup<Bits> values of the group at `in`. What f writes never
+/// aliases the group (restrict), so each word is loaded once however f stores.
 template <unsigned Bits, class F>
 inline void forEachInGroup(const Word* in, F&& f) noexcept {
-  Word w[kGroupWords<Bits>];
-  std::memcpy(w, in, sizeof w);
-  [&]<unsigned... K>(std::integer_sequence<unsigned, K...>) { (f(K, decode<Bits, K>(w)), ...); }
-  (std::make_integer_sequence<unsigned, kGroup<Bits>>{});
+  forEachInGroup<Bits>(in, f, std::make_integer_sequence<unsigned, kGroup<Bits>>{});
 }
 
 /// Packs the group values[0..kGroup) into whole words at `out`; no word is read.
