@@ -7,9 +7,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -77,7 +80,8 @@ struct TbbJobExecutor::Impl {
   bool numaAvailable = false;
   std::vector<int> nodes;  // nodes with an arena, parallel to nodeArenas
   std::vector<std::unique_ptr<oneapi::tbb::task_arena>> nodeArenas;
-  oneapi::tbb::task_arena defaultArena;
+  // No slot is reserved for external threads: callers never join an arena (see Batch).
+  oneapi::tbb::task_arena defaultArena{oneapi::tbb::task_arena::automatic, 0};
   // getNumaFeatures() cached against the configuration time.
   mutable std::atomic<std::uint64_t> levelTime{0};
   mutable std::atomic<int> level{0};
@@ -102,11 +106,14 @@ struct TbbJobExecutor::Impl {
     return numaFeaturesOf(numaAvailable, nodes, strict);
   }
 
-  // One execute(): a first-in-first-out queue of pending steps per arena slot. Each step pushed
-  // is matched by exactly one task enqueued into that slot's arena, and each task runs the step
-  // at the head of the queue, so jobs take turns in submission order whatever order oneTBB picks
-  // its tasks in. The tasks are deferred from one task_group, so its wait() covers the steps
-  // enqueued later, in any arena. A lock per step is cheap next to a step's work.
+  // One execute(): a first-in-first-out queue of pending steps per arena slot, and one task per
+  // queued step that runs whatever step heads that queue, so jobs take turns in submission order
+  // whatever order oneTBB picks its tasks in. The caller never enters an arena: arenas have few
+  // slots, and a caller beyond them is handed as a task to a thread already blocked in its own
+  // wait, where such nested waits can stall every thread. Instead the caller runs queued steps on
+  // its own thread (so one caller still adds a core to oneTBB's workers) and otherwise sleeps
+  // until its last job is done. Tasks hold the batch by shared_ptr, so a task that finds its
+  // queue already drained may still run after the caller returned.
   struct Batch {
     struct Step {
       JobBase* job;
@@ -120,76 +127,112 @@ struct TbbJobExecutor::Impl {
 
     Impl& impl;
     std::vector<Queue> queues;
-    std::atomic<std::size_t> unfinished;
-    oneapi::tbb::task_group group;
+    std::mutex doneMutex;
+    std::condition_variable doneCv;
+    std::size_t unfinished;           // guarded by doneMutex
+    std::exception_ptr failure;       // guarded by doneMutex; the first exception of a job
+    std::atomic<bool> failed{false};  // once set, queued steps are dropped
 
     Batch(Impl& owner, std::size_t jobs)
         : impl(owner), queues(owner.nodes.size() + 1), unfinished(jobs) {}
 
-    void submit(const Step& step, int slot) {
+    void push(const Step& step, int slot) {
       Queue& q = queues[static_cast<std::size_t>(slot)];
       {
         std::lock_guard<std::mutex> lock(q.mutex);
         q.steps.push_back(step);
       }
+      doneCv.notify_all();  // the caller may be waiting for work
+    }
+
+    // One task per pushed step, enqueued after the push.
+    static void launch([[maybe_unused]] const std::shared_ptr<Batch>& self,
+                       [[maybe_unused]] int slot) {
 #if !VOREX_EXECUTOR_PLAIN_THREADS
-      impl.arena(slot).enqueue(group.defer([this, slot] { runHead(slot); }));
+      self->impl.arena(slot).enqueue([self, slot] { self->runHead(slot, false); });
 #endif
     }
 
-    // Runs the step at the head of the slot's queue; false when the queue was empty.
-    bool runHead(int slot) {
+    // Runs the step at the head of the slot's queue; false when there was none to take. The
+    // caller's own thread leaves the steps of node-bound strict jobs to their node's arena.
+    bool runHead(int slot, bool callerThread) {
       Step step{};
       {
         Queue& q = queues[static_cast<std::size_t>(slot)];
         std::lock_guard<std::mutex> lock(q.mutex);
         if (q.steps.empty()) return false;
+        if (callerThread && slot != 0 && q.steps.front().job->getPreferredAffinityType() == 1)
+          return false;
         step = q.steps.front();
         q.steps.pop_front();
       }
-      const int status = step.first ? step.job->firstRun() : step.job->run();
+      int status = 2;
+      if (!failed.load(std::memory_order_acquire)) {
+        try {
+          status = step.first ? step.job->firstRun() : step.job->run();
+        } catch (...) {
+          std::lock_guard<std::mutex> lock(doneMutex);
+          if (!failure) failure = std::current_exception();
+          failed.store(true, std::memory_order_release);
+        }
+      }
       if (status != 1) {
-        unfinished.fetch_sub(1, std::memory_order_acq_rel);
+        std::lock_guard<std::mutex> lock(doneMutex);
+        if (--unfinished == 0) doneCv.notify_all();
         return true;
       }
       const int next =
           step.job->getPreferredAffinityType() == 1 ? step.firstSlot : impl.slotFor(*step.job);
-      submit({step.job, step.firstSlot, false}, next);
+      push({step.job, step.firstSlot, false}, next);
+      launchFromTask(next);
       return true;
     }
 
-    // Waits for every job; the caller works in `slot`'s arena meanwhile.
-    void wait(int slot) {
+    // Re-enqueues from inside a step; the batch is alive because the running task holds it.
+    void launchFromTask(int slot);
+    std::weak_ptr<Batch> selfRef;
+
+    bool done() {
+      std::lock_guard<std::mutex> lock(doneMutex);
+      return unfinished == 0;
+    }
+
+    bool runAny(bool callerThread) {
+      bool ran = false;
+      for (std::size_t s = 0; s < queues.size(); ++s)
+        ran |= runHead(static_cast<int>(s), callerThread);
+      return ran;
+    }
+
+    // Returns when every job is done; rethrows the first exception a job threw.
+    void wait() {
 #if VOREX_EXECUTOR_PLAIN_THREADS
-      (void)slot;
-      std::exception_ptr failure;
-      std::mutex failureMutex;
-      std::atomic<bool> stop{false};
-      auto work = [&] {
-        try {
-          while (!stop.load() && unfinished.load() != 0) {
-            bool ran = false;
-            for (std::size_t s = 0; s < queues.size(); ++s) ran |= runHead(static_cast<int>(s));
-            if (!ran) std::this_thread::yield();
-          }
-        } catch (...) {
-          std::lock_guard<std::mutex> lock(failureMutex);
-          if (!failure) failure = std::current_exception();
-          stop.store(true);
-        }
-      };
       std::vector<std::thread> helpers;
       const unsigned threads = std::max(2u, std::thread::hardware_concurrency());
-      for (unsigned i = 1; i < threads; ++i) helpers.emplace_back(work);
-      work();
-      for (auto& t : helpers) t.join();
-      if (failure) std::rethrow_exception(failure);
-#else
-      impl.arena(slot).execute([this] { group.wait(); });
+      for (unsigned i = 1; i < threads; ++i)
+        helpers.emplace_back([this] {
+          while (!done())
+            if (!runAny(false)) std::this_thread::yield();
+        });
 #endif
+      while (!done()) {
+        if (runAny(true)) continue;
+        std::unique_lock<std::mutex> lock(doneMutex);
+        // Woken by a push or by the last job; the timeout covers a push that raced the check.
+        doneCv.wait_for(lock, std::chrono::milliseconds(1), [this] { return unfinished == 0; });
+      }
+#if VOREX_EXECUTOR_PLAIN_THREADS
+      for (auto& t : helpers) t.join();
+#endif
+      std::lock_guard<std::mutex> lock(doneMutex);
+      if (failure) std::rethrow_exception(failure);
     }
   };
 };
+
+void TbbJobExecutor::Impl::Batch::launchFromTask(int slot) {
+  if (auto self = selfRef.lock()) launch(self, slot);
+}
 
 TbbJobExecutor::TbbJobExecutor() : m_impl(std::make_unique<Impl>()) {
   m_impl->numaAvailable = numa_available() >= 0;
@@ -198,7 +241,7 @@ TbbJobExecutor::TbbJobExecutor() : m_impl(std::make_unique<Impl>()) {
     if (node < 0) continue;  // no topology information
     m_impl->nodes.push_back(node);
     m_impl->nodeArenas.push_back(std::make_unique<oneapi::tbb::task_arena>(
-        oneapi::tbb::task_arena::constraints{}.set_numa_id(node)));
+        oneapi::tbb::task_arena::constraints{}.set_numa_id(node), 0));
   }
 }
 
@@ -220,16 +263,18 @@ int TbbJobExecutor::getNumaFeatures() const {
 
 void TbbJobExecutor::execute(std::span<JobBase* const> jobs) {
   if (jobs.empty()) return;
-  Impl::Batch batch(*m_impl, jobs.size());
-  std::vector<std::size_t> perSlot(batch.queues.size(), 0);
+  auto batch = std::make_shared<Impl::Batch>(*m_impl, jobs.size());
+  batch->selfRef = batch;
+  // Every first step is queued before any task starts, so a job that a worker picks up at once
+  // cannot run to completion while the others are still being submitted.
+  std::vector<int> slots;
+  slots.reserve(jobs.size());
   for (JobBase* job : jobs) {
-    const int slot = m_impl->slotFor(*job);
-    ++perSlot[static_cast<std::size_t>(slot)];
-    batch.submit({job, slot, true}, slot);
+    slots.push_back(m_impl->slotFor(*job));
+    batch->push({job, slots.back(), true}, slots.back());
   }
-  // Waiting inside an arena lets the caller work instead of sleeping next to the workers.
-  const auto busiest = std::max_element(perSlot.begin(), perSlot.end()) - perSlot.begin();
-  batch.wait(static_cast<int>(busiest));
+  for (const int slot : slots) Impl::Batch::launch(batch, slot);
+  batch->wait();
 }
 
 }  // namespace Execution
