@@ -1,49 +1,122 @@
-// Decode throughput of the bulk-read kernels per width: generic, SSE4 and AVX2, in cache and
-// out of cache, each beside a plain read of the same packed bytes in the same run.
+// Decode throughput of the bulk-read kernels per width, generic beside SSE4 and AVX2, in cache
+// (64 Ki values) and out of cache (256 MiB of packed data), each beside the raw read of the same
+// words. Values go through a 1024-entry buffer, as the search jobs use it. Also the value-filter
+// kernel beside the generic filter search.
+//   bench_sse_icc_lib --benchmark_filter=BM_Mget/avx2
+//   bench_sse_icc_lib --benchmark_filter='BM_Mget/.*/1$'    (out of cache only)
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <random>
 #include <vector>
 
+#include "VorexUtils/BitVector.hpp"
+#include "VorexUtils/IndexVectorRef.hpp"
+#include "common/Baseline.hpp"
 #include "sse_icc_lib/ProcessorInfo.hpp"
 #include "sse_icc_lib/sse_icc_lib.hpp"
 
 namespace {
 
-constexpr std::size_t kInCacheValues = 64 * 1024;
+constexpr unsigned long kInCache = 64 * 1024;
+constexpr unsigned long kChunk = 1024;
+constexpr unsigned long kOutOfCacheBytes = 256ul << 20;
 
-std::vector<std::uint64_t> randomWords(std::size_t n) {
-  std::vector<std::uint64_t> w(n);
-  std::mt19937_64 rng(42);
-  for (auto& x : w) x = rng();
-  return w;
+// Pseudo-random words (xorshift), cheap to make at 256 MiB.
+void fill(std::vector<std::uint64_t>& w, std::uint64_t seed) {
+  std::uint64_t x = 0x9E3779B97F4A7C15ull ^ seed;
+  for (auto& v : w) {
+    x ^= x << 13, x ^= x >> 7, x ^= x << 17;
+    v = x;
+  }
 }
 
-void BM_MgetInCache(benchmark::State& state, sse_icc_lib::MgetFn fn, bool supported) {
-  if (!supported) {
+// One stream serves every width: the values are whatever the bits say.
+const std::vector<std::uint64_t>& stream(bool outOfCache) {
+  static std::vector<std::uint64_t> small, large;
+  auto& s = outOfCache ? large : small;
+  if (s.empty()) {
+    s.resize((outOfCache ? kOutOfCacheBytes : kInCache * 4) / 8 + 1);
+    fill(s, outOfCache);
+  }
+  return s;
+}
+
+unsigned long valueCount(unsigned bits, bool outOfCache) {
+  return outOfCache ? kOutOfCacheBytes * 8 / bits : kInCache;
+}
+
+bool haveSse4() { return ltt::ProcessorInfo::hasSse41(); }
+bool haveAvx2() { return ltt::ProcessorInfo::hasAvx2() && ltt::ProcessorInfo::hasBmi2(); }
+
+void BM_Mget(benchmark::State& state, sse_icc_lib::MgetFn fn, bool (*supported)()) {
+  if (!supported()) {
     state.SkipWithError("instruction set not offered by this processor");
     return;
   }
   const auto bits = static_cast<unsigned>(state.range(0));
-  const auto n = static_cast<std::size_t>(state.range(1));
-  const auto words = randomWords(n * bits / 64 + 2);
-  std::vector<std::uint32_t> out(n);
+  const bool outOfCache = state.range(1) != 0;
+  const unsigned long n = valueCount(bits, outOfCache);
+  const auto& words = stream(outOfCache);
   const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
+  const std::size_t used = (std::uint64_t{bits} * n + 63) / 64;
+  alignas(64) unsigned int buf[kChunk];
+  const double baseline = vorex_bench::baselineSecondsPerPass(words.data(), used);
+  vorex_bench::LoopTimer timer;
   for (auto _ : state) {
-    fn(0, n, out.data(), bits, words.data(), mask);
-    benchmark::DoNotOptimize(out.data());
+    for (unsigned long pos = 0; pos < n; pos += kChunk) {
+      fn(pos, std::min(kChunk, n - pos), buf, bits, words.data(), mask);
+      benchmark::DoNotOptimize(buf[0]);
+    }
     benchmark::ClobberMemory();
   }
-  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * n));
+  vorex_bench::reportAgainstBaseline(state, timer.secondsPerIteration(state), baseline, double(n),
+                                     8.0 * double(used));
 }
 
-bool sse4() { return ltt::ProcessorInfo::hasSse41(); }
-bool avx2() { return ltt::ProcessorInfo::hasAvx2() && ltt::ProcessorInfo::hasBmi2(); }
+void mgetArgs(benchmark::internal::Benchmark* b) {
+  b->ArgNames({"bits", "out_of_cache"});
+  for (int cold : {0, 1}) {
+    for (int bits = 1; bits <= 32; ++bits) b->Args({bits, cold});
+  }
+}
 
-BENCHMARK_CAPTURE(BM_MgetInCache, sse4, &sse_icc_lib::mgeti_SSE4, sse4())->ArgsProduct({{1, 3, 7, 8, 13, 16, 17, 24, 27, 31, 32}, {4096, 65536}});
-BENCHMARK_CAPTURE(BM_MgetInCache, avx2, &sse_icc_lib::mgeti_AVX2, avx2())->ArgsProduct({{1, 3, 7, 8, 13, 16, 17, 24, 27, 31, 32}, {4096, 65536}});
+BENCHMARK_CAPTURE(BM_Mget, generic, &VorexUtils::mgetGeneric, [] { return true; })
+    ->Apply(mgetArgs);
+BENCHMARK_CAPTURE(BM_Mget, sse4, &sse_icc_lib::mgeti_SSE4, haveSse4)->Apply(mgetArgs);
+BENCHMARK_CAPTURE(BM_Mget, avx2, &sse_icc_lib::mgeti_AVX2, haveAvx2)->Apply(mgetArgs);
+
+// Value-filter search into bits over 64 Ki values; the filter has a bit for every value.
+void BM_FilterSearch(benchmark::State& state, bool kernel) {
+  const auto bits = static_cast<unsigned>(state.range(0));
+  const unsigned long n = kInCache;
+  const auto& words = stream(false);
+  const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
+  const std::size_t used = (std::uint64_t{bits} * n + 63) / 64;
+  VorexUtils::BitVector filter(1ul << bits, false), result(n, false);
+  for (unsigned long v = 0; v < filter.size(); v += 3) filter.set(v);
+  void* f;
+  void* r;
+  unsigned long fb, rb;
+  filter.readStorage(f, fb);
+  result.readStorage(r, rb);
+  const double baseline = vorex_bench::baselineSecondsPerPass(words.data(), used);
+  vorex_bench::LoopTimer timer;
+  for (auto _ : state) {
+    if (kernel) {
+      sse_icc_lib::mgetSearchBvResBv(0, n, static_cast<const unsigned char*>(f),
+                                     static_cast<unsigned char*>(r), bits, words.data(), mask);
+    } else {
+      VorexUtils::mgetSearchGenericBvResBv(0, n, filter, result, bits, words.data(), mask);
+    }
+    benchmark::ClobberMemory();
+  }
+  vorex_bench::reportAgainstBaseline(state, timer.secondsPerIteration(state), baseline, double(n),
+                                     8.0 * double(used));
+}
+
+BENCHMARK_CAPTURE(BM_FilterSearch, generic, false)->ArgName("bits")->DenseRange(4, 24, 4);
+BENCHMARK_CAPTURE(BM_FilterSearch, kernel, true)->ArgName("bits")->DenseRange(4, 24, 4);
 
 }  // namespace
 
