@@ -1,8 +1,10 @@
 // vorex scan: builds a column of random values and runs the library's range search over it,
 // into a bit vector and into a position list, checking both against a plain loop over get().
 // With --threads, also runs parallelMgetSearch on that many jobs (0: one per hardware thread).
-// Prints the hits and the rates of each; exits with 1 when a result differs.
+// With --isa, hands that word to configSSE first. Prints the selection, the hits and the rates
+// of each; exits with 1 when a result differs.
 //   vorex scan [--n 33554432] [--bits 17] [--seed 1] [--from F] [--to T] [--threads J]
+//              [--isa nosse|sse4_1|avx2|auto]
 #include <time.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 #include "VorexUtils/ParallelMgetSearch.hpp"
 #include "ltt/exception.hpp"
 #include "tools/vorex/Args.hpp"
+#include "tools/vorex/Isa.hpp"
 
 namespace vorex_cli {
 
@@ -24,9 +27,11 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: vorex scan [--n N] [--bits B] [--seed S] [--from F] [--to T] [--threads J]\n"
+    "                  [--isa nosse|sse4_1|avx2|auto]\n"
     "  N values of B bits (default 33554432 and 17), uniformly random from seed S (default 1);\n"
     "  range [F, T) defaults to the second quarter of the value range;\n"
-    "  --threads J also searches with J parallel jobs (0: one per hardware thread)";
+    "  --threads J also searches with J parallel jobs (0: one per hardware thread);\n"
+    "  --isa selects the kernels through configSSE (default: the library's own choice, generic)";
 
 double threadSeconds() {
   timespec ts;
@@ -65,12 +70,20 @@ void report(const std::string& what, unsigned long hits, double seconds, unsigne
 
 int runScan(int argc, char** argv) {
   unsigned long n = 1ul << 25, bits = 17, seed = 1, from = ~0ul, to = ~0ul, threads = ~0ul;
+  const char* isa = nullptr;
   for (int i = 0; i < argc; ++i) {
     const std::string option = argv[i];
     const char* value = nullptr;
     unsigned long* target = nullptr;
     unsigned long max = 0;
-    if (takeOption(argc, argv, i, "--n", value)) {
+    if (takeOption(argc, argv, i, "--isa", value)) {
+      if (!value || !isIsaWord(value)) {
+        return fail("scan", 2, std::string("bad value for --isa (nosse, sse4_1, avx2 or auto)\n") +
+                                   kUsage);
+      }
+      isa = value;
+      continue;
+    } else if (takeOption(argc, argv, i, "--n", value)) {
       target = &n, max = 1ul << 32;
     } else if (takeOption(argc, argv, i, "--bits", value)) {
       target = &bits, max = 32;
@@ -108,6 +121,8 @@ int runScan(int argc, char** argv) {
     const unsigned long bytes = v.getMemorySize();
     std::cout << "scan: " << n << " values of " << bits << " bits (" << bytes << " bytes), range ["
               << from << ", " << to << "), seed " << seed << '\n';
+    if (isa) selectIsa(isa);
+    reportSelection(std::cout);
 
     VorexUtils::BitVector expect(n, false);
     unsigned long expectHits = 0;
