@@ -2,9 +2,7 @@
 // document filter, into lists and bit vectors, over ranges longer than one run.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <random>
 #include <set>
@@ -16,7 +14,6 @@
 #include "Execution/JobExecutorSPI.hpp"
 #include "Execution/testing/FakeJobExecutor.hpp"
 #include "VorexUtils/BitVector.hpp"
-#include "VorexUtils/IndexVectorRef.hpp"
 #include "VorexUtils/JobParallelMgetSearch.hpp"
 #include "VorexUtils/JobParallelResultDocSearch.hpp"
 #include "VorexUtils/JobValuePredicates.hpp"
@@ -25,28 +22,29 @@
 namespace {
 
 using Execution::testing::FakeJobExecutor;
-using Execution::testing::ScopedJobExecutor;
 using VorexUtils::BitVector;
-using VorexUtils::IndexVectorRef;
 using VorexUtils::JobParallelMgetSearch;
 using VorexUtils::JobParallelResultDocSearch;
+using VorexUtils::Parallel::JobBase;
 using IntList = ltt::vector<int>;
 using PosList = ltt::vector<unsigned int>;
+using MgetSetup = JobParallelMgetSearch::Setup;
+using DocSetup = JobParallelResultDocSearch::Setup;
 
 // A packed column with its values kept plainly beside it.
 struct Column {
   std::vector<unsigned> values;
   std::vector<VorexUtils::Word> words;
-  IndexVectorRef ref;
+  VorexUtils::IndexVectorRef ref;
 
   Column(unsigned bits, std::size_t n, std::uint64_t seed) : values(n) {
     std::mt19937_64 rng(seed);
-    const std::uint64_t mask = bits == 32 ? 0xFFFFFFFFu : (std::uint64_t{1} << bits) - 1;
-    for (auto& v : values) v = static_cast<unsigned>(rng() & mask);
+    for (auto& v : values) v = static_cast<unsigned>(rng() >> (64 - bits));
     words.assign((std::uint64_t{bits} * n + 63) / 64 + 1, 0);
-    ref = IndexVectorRef(words.data(), bits);
+    ref = VorexUtils::IndexVectorRef(words.data(), bits);
     for (std::size_t i = 0; i < n; ++i) ref.set(i, values[i]);
   }
+  void put(std::size_t i, unsigned v) { ref.set(i, values[i] = v); }
 };
 
 BitVector randomBits(std::size_t n, unsigned permille, std::uint64_t seed) {
@@ -58,12 +56,9 @@ BitVector randomBits(std::size_t n, unsigned permille, std::uint64_t seed) {
 }
 
 enum class Kind { VEC, BV, RNGVEC, RNG };
-const char* name(Kind k) {
-  static const char* const names[] = {"VEC", "BV", "RNGVEC", "RNG"};
-  return names[static_cast<int>(k)];
-}
+const char* const kNames[] = {"VEC", "BV", "RNGVEC", "RNG"};
 
-// The four predicates of one test, each with a reference test written from its definition.
+// The four predicates of a test, each with a reference test written from its definition.
 struct Predicates {
   IntList valueVec;
   std::unordered_set<int> vecSet;  // the reference's own copy of valueVec
@@ -71,21 +66,19 @@ struct Predicates {
   IntList valueRanges;
   int rangeFrom = 0, rangeTo = 0;
 
-  void arm(Kind k, JobParallelMgetSearch::Setup& s) const {
+  void setVec(std::initializer_list<int> v) {
+    valueVec = v;
+    vecSet = v;
+  }
+  template <class Setup>
+  void arm(Kind k, Setup& s) const {
     if (k == Kind::VEC) s.valueVec = &valueVec;
     if (k == Kind::BV) s.valueBv = &valueBv;
     if (k == Kind::RNGVEC) s.valueRanges = &valueRanges;
     s.rangeFrom = rangeFrom;  // ignored unless the kind is RNG
     s.rangeTo = rangeTo;
   }
-  void arm(Kind k, JobParallelResultDocSearch::Setup& s) const {
-    if (k == Kind::VEC) s.valueVec = &valueVec;
-    if (k == Kind::BV) s.valueBv = &valueBv;
-    if (k == Kind::RNGVEC) s.valueRanges = &valueRanges;
-    s.rangeFrom = rangeFrom;
-    s.rangeTo = rangeTo;
-  }
-  // `unsignedRange`: RNG as mgetSearch compares it; every other test is signed.
+  // `unsignedRange`: RNG as mgetSearch compares; every other test is signed.
   bool hit(Kind k, unsigned v, bool unsignedRange) const {
     const int s = static_cast<int>(v);
     switch (k) {
@@ -98,9 +91,8 @@ struct Predicates {
           if (valueRanges[i] <= s && s < valueRanges[i + 1]) return true;
         return false;
       case Kind::RNG:
-        return unsignedRange
-                   ? static_cast<unsigned>(rangeFrom) <= v && v < static_cast<unsigned>(rangeTo)
-                   : rangeFrom <= s && s < rangeTo;
+        if (unsignedRange) return unsigned(rangeFrom) <= v && v < unsigned(rangeTo);
+        return rangeFrom <= s && s < rangeTo;
     }
     return false;
   }
@@ -114,8 +106,7 @@ Predicates predicatesFor17Bits(std::uint64_t seed) {
   p.valueVec.assign(vec.begin(), vec.end());
   p.vecSet.insert(vec.begin(), vec.end());
   p.valueBv = randomBits(1u << 17, 60, seed + 1);
-  // Twelve pairs: the searched path. Adjacent pairs, so that an end equal to the next start
-  // occurs.
+  // Twelve pairs (the searched path), some adjacent: an end equal to the next start occurs.
   p.valueRanges = {100,   900,   900,   1500,  7000,  7100,  20000,  20001,
                    40000, 52000, 52000, 52001, 60000, 61000, 70000,  70500,
                    80000, 80001, 90000, 99000, 99000, 99500, 120000, 131072};
@@ -124,30 +115,24 @@ Predicates predicatesFor17Bits(std::uint64_t seed) {
   return p;
 }
 
+std::vector<int> runOnFake(JobBase& job, FakeJobExecutor& fake) {
+  JobBase* list[] = {&job};
+  fake.execute(list);
+  return fake.records().back().statuses;
+}
+
 constexpr std::size_t kLong = 2 * JobParallelMgetSearch::kPositionsPerRun + 300000;
 
 class MgetSearchJob : public ::testing::TestWithParam<std::tuple<Kind, bool, bool>> {
  protected:
   static void SetUpTestSuite() {
-    column = new Column(17, kLong, 7);
-    preds = new Predicates(predicatesFor17Bits(11));
-    hits = new std::vector<std::vector<char>>(4, std::vector<char>(kLong));
-    for (int k = 0; k < 4; ++k)
-      for (std::size_t i = 0; i < kLong; ++i)
-        (*hits)[k][i] = preds->hit(static_cast<Kind>(k), column->values[i], true);
+    column = std::make_unique<Column>(17, kLong, 7);
+    preds = std::make_unique<Predicates>(predicatesFor17Bits(11));
   }
-  static void TearDownTestSuite() {
-    delete column;
-    delete preds;
-    delete hits;
-  }
-  static Column* column;
-  static Predicates* preds;
-  static std::vector<std::vector<char>>* hits;  // reference outcome per kind and position
+  static void TearDownTestSuite() { column.reset(), preds.reset(); }
+  static inline std::unique_ptr<Column> column;
+  static inline std::unique_ptr<Predicates> preds;
 };
-Column* MgetSearchJob::column = nullptr;
-Predicates* MgetSearchJob::preds = nullptr;
-std::vector<std::vector<char>>* MgetSearchJob::hits = nullptr;
 
 TEST_P(MgetSearchJob, MatchesThePlainReference) {
   const auto [kind, intoBits, filtered] = GetParam();
@@ -157,42 +142,31 @@ TEST_P(MgetSearchJob, MatchesThePlainReference) {
   // Bit-vector results of the BV and RNG kinds leave the filter to the caller.
   const bool filterApplies = filtered && !(intoBits && (kind == Kind::BV || kind == Kind::RNG));
 
-  JobParallelMgetSearch::Setup s;
-  s.vector = &column->ref;
-  s.from = from;
-  s.docs = to - from;
-  s.to = to;
+  MgetSetup s{.vector = &column->ref, .from = from, .docs = to - from, .to = to};
   s.docFilter = filtered ? &filter : nullptr;
   preds->arm(kind, s);
-  BitVector bits(kLong, false);
-  bits.set(3);  // earlier content stays
+  BitVector bits(kLong, false), want(kLong, false);
+  bits.set(3), want.set(3);  // earlier content stays
   std::atomic<long> maxHit{-1};
-  PosList list{42u};
-  if (intoBits) {
-    s.resultBv = &bits;
-    s.maxHit = &maxHit;
-  } else {
+  PosList list{42u}, expected{42u};
+  if (intoBits)
+    s.resultBv = &bits, s.maxHit = &maxHit;
+  else
     s.resultVec = &list;
-  }
   JobParallelMgetSearch job(s);
   FakeJobExecutor fake(1);
-  VorexUtils::Parallel::JobBase* jobs[] = {&job};
-  fake.execute(jobs);
-  EXPECT_EQ(fake.records().at(0).statuses, (std::vector<int>{1, 1, 2}));
+  EXPECT_EQ(runOnFake(job, fake), (std::vector<int>{1, 1, 2}));
 
-  PosList expected{42u};
   long lastHit = -1;
   for (unsigned long pos = from; pos < to; ++pos) {
     if (filterApplies && !(pos < filter.size() && filter.test(pos))) continue;
-    if (!(*hits)[static_cast<int>(kind)][pos]) continue;
+    if (!preds->hit(kind, column->values[pos], true)) continue;
     expected.push_back(static_cast<unsigned>(pos));
+    want.set(pos);
     lastHit = static_cast<long>(pos);
   }
   ASSERT_GT(expected.size(), 100u);
   if (intoBits) {
-    BitVector want(kLong, false);
-    want.set(3);
-    for (std::size_t i = 1; i < expected.size(); ++i) want.set(expected[i]);
     EXPECT_TRUE(bits == want);
     EXPECT_EQ(maxHit.load(), lastHit);
   } else {
@@ -205,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(AllKinds, MgetSearchJob,
                                                               Kind::RNG),
                                             ::testing::Bool(), ::testing::Bool()),
                          [](const auto& info) {
-                           return std::string(name(std::get<0>(info.param))) +
+                           return std::string(kNames[int(std::get<0>(info.param))]) +
                                   (std::get<1>(info.param) ? "_IntoBits" : "_IntoList") +
                                   (std::get<2>(info.param) ? "_Filtered" : "");
                          });
@@ -218,21 +192,17 @@ TEST(JobValuePredicates, RangeListScanAndSearchAgreeWithPairs) {
       std::vector<int> r(n);
       int at = static_cast<int>(rng() % 20) - 10;
       // Non-empty pairs; a pair may start where the previous one ends.
-      for (std::size_t i = 0; i < n; ++i)
-        r[i] = at += static_cast<int>(rng() % 3) + (i % 2 ? 1 : 0);
+      for (std::size_t i = 0; i < n; ++i) r[i] = at += static_cast<int>(rng() % 3) + int(i % 2);
       for (int v = -12; v < at + 3; ++v) {
         bool want = false;
         for (std::size_t i = 0; i + 1 < n; i += 2) want |= r[i] <= v && v < r[i + 1];
-        ASSERT_EQ(VorexUtils::valueInRanges(r.data(), n, v), want)
-            << "n=" << n << " v=" << v << " round=" << round;
+        ASSERT_EQ(VorexUtils::valueInRanges(r.data(), n, v), want) << n << ' ' << v;
       }
     }
   }
-  // The two boundary cases, on both sides of the split.
   const int nine[] = {0, 5, 5, 9, 12, 20, 30, 40, 99};  // the lone 99 is ignored
   const int ten[] = {0, 5, 5, 9, 12, 20, 30, 40, 50, 60};
-  for (const int* r : {nine, ten}) {
-    const std::size_t n = r == nine ? 9 : 10;
+  for (const auto& [r, n] : {std::pair{nine, 9}, std::pair{ten, 10}}) {
     EXPECT_TRUE(VorexUtils::valueInRanges(r, n, 5));   // end of one pair, start of the next
     EXPECT_FALSE(VorexUtils::valueInRanges(r, n, 9));  // end of a pair with a gap behind it
     EXPECT_FALSE(VorexUtils::valueInRanges(r, n, 40));
@@ -240,155 +210,126 @@ TEST(JobValuePredicates, RangeListScanAndSearchAgreeWithPairs) {
   }
 }
 
-TEST(JobParallelMgetSearch, SignedValueTestsAndUnsignedRangeAtWidth32) {
+TEST(SearchJobs, SignedValueTestsAndUnsignedRangeSearchAtWidth32) {
   Column col(32, 5000, 21);
-  for (std::size_t i = 0; i < 5000; i += 7) col.ref.set(i, col.values[i] = 0x80000005u);
-  for (std::size_t i = 3; i < 5000; i += 11) col.ref.set(i, col.values[i] = 0xFFFFFFFBu);  // -5
+  for (std::size_t i = 0; i < 5000; i += 7) col.put(i, 0x80000005u);
+  for (std::size_t i = 3; i < 5000; i += 11) col.put(i, 0xFFFFFFFBu);  // -5
   Predicates p;
-  p.valueVec = {static_cast<int>(0x80000005u), 17};
-  p.vecSet = {static_cast<int>(0x80000005u), 17};
+  p.setVec({static_cast<int>(0x80000005u), 17});
   p.valueRanges = {-10, 0};
-  p.rangeFrom = static_cast<int>(0x80000000u);  // unsigned for mgetSearch: [2^31, 2^31 + 16)
+  p.rangeFrom = static_cast<int>(0x80000000u);  // for mgetSearch: [2^31, 2^31 + 16) unsigned
   p.rangeTo = static_cast<int>(0x80000010u);
   for (Kind kind : {Kind::VEC, Kind::RNGVEC, Kind::RNG}) {
-    SCOPED_TRACE(name(kind));
-    PosList list;
-    JobParallelMgetSearch::Setup s;
-    s.vector = &col.ref;
-    s.to = 5000;
+    SCOPED_TRACE(kNames[int(kind)]);
+    PosList list, want;
+    MgetSetup s{.vector = &col.ref, .to = 5000};
     s.resultVec = &list;
     p.arm(kind, s);
     EXPECT_EQ(JobParallelMgetSearch(s).runEx(), 2);
-    PosList want;
     for (unsigned i = 0; i < 5000; ++i)
       if (p.hit(kind, col.values[i], true)) want.push_back(i);
     EXPECT_EQ(list, want);
     EXPECT_FALSE(want.empty());
   }
+  // The refining job compares ranges signed: [-10, 0) holds -5.
+  p.rangeFrom = -10;
+  p.rangeTo = 0;
+  BitVector docs(5000, true);
+  DocSetup d{.vector = &col.ref, .docSet = &docs, .keepHits = false, .count = 5000};
+  p.arm(Kind::RNG, d);
+  EXPECT_EQ(JobParallelResultDocSearch(d).run(), 2);
+  for (unsigned i = 0; i < 5000; ++i)
+    ASSERT_EQ(docs.test(i), !p.hit(Kind::RNG, col.values[i], false)) << i;
+  EXPECT_FALSE(docs.test(3));
 }
 
-TEST(JobParallelMgetSearch, EmptyRangesAndEmptyPredicates) {
+TEST(SearchJobs, NothingToDo) {
   Column col(9, 3000, 2);
   IntList none;
   for (int which = 0; which < 3; ++which) {
-    SCOPED_TRACE(which);
     PosList list{7u};
-    JobParallelMgetSearch::Setup s;
-    s.vector = &col.ref;
+    MgetSetup s{.vector = &col.ref, .from = 0, .docs = 0, .to = 3000, .rangeTo = 512};
     s.resultVec = &list;
-    s.rangeFrom = 0;
-    s.rangeTo = 512;                       // matches everything
-    if (which == 0) s.from = s.to = 1234;  // nothing to do
-    if (which == 1) s.valueVec = &none, s.to = 3000;
-    if (which == 2) s.valueRanges = &none, s.to = 3000;
-    JobParallelMgetSearch job(s);
-    EXPECT_EQ(job.run(), 2);
-    EXPECT_EQ(list, PosList{7u});
+    if (which == 0) s.from = s.to = 1234;  // an empty range, though every value matches
+    if (which == 1) s.valueVec = &none;
+    if (which == 2) s.valueRanges = &none;
+    EXPECT_EQ(JobParallelMgetSearch(s).run(), 2);
+    EXPECT_EQ(list, PosList{7u}) << which;
   }
+  BitVector empty(3000, false);
+  DocSetup d{.vector = &col.ref, .docSet = &empty, .count = 3000, .rangeTo = 512};
+  JobParallelResultDocSearch(d).run();
+  EXPECT_EQ(empty.countSet(), 0u);
 }
 
 TEST(JobParallelMgetSearch, MaxHitIsOnlyRaised) {
   Column col(4, 4096, 9);
   std::atomic<long> maxHit{-1};
   BitVector bits(4096, false);
-  auto runRange = [&](unsigned long from, unsigned long to) {
-    JobParallelMgetSearch::Setup s;
-    s.vector = &col.ref;
-    s.from = from;
-    s.to = to;
-    s.rangeFrom = 0;
-    s.rangeTo = 16;  // every position is a hit
-    s.resultBv = &bits;
-    s.maxHit = &maxHit;
+  auto runRange = [&](unsigned long from, unsigned long to, int rangeTo) {
+    MgetSetup s{.vector = &col.ref, .from = from, .docs = 0, .to = to, .rangeTo = rangeTo};
+    s.resultBv = &bits, s.maxHit = &maxHit;
     JobParallelMgetSearch(s).runEx();
   };
-  runRange(2048, 3000);
+  runRange(2048, 3000, 16);  // every position is a hit
   EXPECT_EQ(maxHit.load(), 2999);
-  runRange(0, 1024);  // a later job over lower positions
+  runRange(0, 1024, 16);  // a later job over lower positions
   EXPECT_EQ(maxHit.load(), 2999);
   maxHit = 1'000'000;
-  runRange(3000, 4096);
+  runRange(3000, 4096, 16);
   EXPECT_EQ(maxHit.load(), 1'000'000);
   maxHit = -1;
   bits.clearAll();
-  // The empty range [0, 0) matches nothing: no hit, no change.
-  JobParallelMgetSearch::Setup s;
-  s.vector = &col.ref;
-  s.to = 4096;
-  s.resultBv = &bits;
-  s.maxHit = &maxHit;
-  JobParallelMgetSearch(s).runEx();
+  runRange(0, 4096, 0);  // no hit, no change
   EXPECT_EQ(maxHit.load(), -1);
 }
 
-std::string text(const VorexUtils::Parallel::JobBase& job, bool details) {
+std::string text(const JobBase& job, bool details) {
   std::ostringstream os;
   details ? job.getDetails(os) : job.getMethod(os);
   return os.str();
 }
 
-TEST(JobParallelMgetSearch, MethodAndDetailsTexts) {
-  IndexVectorRef ref;
-  IntList vec{1, 4, 9};
-  IntList ranges{1, 5, 10, 12};
-  IntList oddRanges{1, 5, 9};
-  IntList lone{7};
+TEST(SearchJobs, MethodAndDetailsTexts) {
+  const VorexUtils::IndexVectorRef ref;
+  IntList vec{1, 4, 9}, ranges{1, 5, 10, 12}, oddRanges{1, 5, 9}, lone{7};
   BitVector valueBv(300, false), result(64, false);
-  std::atomic<long> maxHit{-1};
   PosList list;
   auto details = [&](auto arm) {
-    JobParallelMgetSearch::Setup s;
-    s.vector = &ref;
-    s.docs = 5000;
+    MgetSetup s{.vector = &ref, .from = 0, .docs = 5000};
     s.resultVec = &list;
     arm(s);
     return text(JobParallelMgetSearch(s), true);
   };
-  EXPECT_EQ(details([&](auto& s) { s.valueVec = &vec; }),
-            "JobParallelMgetSearch docs=5000(VEC) vid=3(VEC)");
-  EXPECT_EQ(
-      details([&](auto& s) { s.valueBv = &valueBv, s.resultBv = &result, s.maxHit = &maxHit; }),
-      "JobParallelMgetSearch docs=5000(BV) vid=300(BV)");
-  EXPECT_EQ(details([&](auto& s) { s.valueRanges = &ranges; }),
-            "JobParallelMgetSearch docs=5000(VEC) vid=6 (RNGVEC)");
-  EXPECT_EQ(details([&](auto& s) { s.valueRanges = &oddRanges; }),
-            "JobParallelMgetSearch docs=5000(VEC) vid=4 (RNGVEC)");
-  EXPECT_EQ(details([&](auto& s) { s.valueRanges = &lone; }),
-            "JobParallelMgetSearch docs=5000(VEC) vid=0 (RNGVEC)");
-  EXPECT_EQ(details([&](auto& s) { s.rangeFrom = 10, s.rangeTo = 25; }),
-            "JobParallelMgetSearch docs=5000(VEC) vid=15(RNG)");
-  // VEC wins over BV, BV over RNGVEC.
-  EXPECT_EQ(
-      details([&](auto& s) { s.valueVec = &vec, s.valueBv = &valueBv, s.valueRanges = &ranges; }),
-      "JobParallelMgetSearch docs=5000(VEC) vid=3(VEC)");
-  EXPECT_EQ(details([&](auto& s) { s.valueBv = &valueBv, s.valueRanges = &ranges; }),
-            "JobParallelMgetSearch docs=5000(VEC) vid=300(BV)");
-
-  JobParallelMgetSearch::Setup s;
-  s.vector = &ref;
-  s.resultVec = &list;
-  EXPECT_EQ(text(JobParallelMgetSearch(s), false), "JobParallelMgetSearch");
-  JobParallelResultDocSearch::Setup d;
-  d.vector = &ref;
-  d.docSet = &result;
-  d.count = 777;
-  EXPECT_EQ(text(JobParallelResultDocSearch(d), false), "JobParallelResultDocSearch");
-  EXPECT_EQ(text(JobParallelResultDocSearch(d), true), "JobParallelResultDocSearch docs=777");
+  const std::string head = "JobParallelMgetSearch docs=5000(VEC) vid=";
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueVec = &vec; }), head + "3(VEC)");
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueBv = &valueBv, s.resultBv = &result; }),
+            "JobParallelMgetSearch docs=5000(BV) vid=300(BV)");
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueRanges = &ranges; }), head + "6 (RNGVEC)");
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueRanges = &oddRanges; }), head + "4 (RNGVEC)");
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueRanges = &lone; }), head + "0 (RNGVEC)");
+  EXPECT_EQ(details([&](MgetSetup& s) { s.rangeFrom = 10, s.rangeTo = 25; }), head + "15(RNG)");
+  // VEC comes before BV, and BV before RNGVEC.
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueVec = &vec, s.valueBv = &valueBv; }),
+            head + "3(VEC)");
+  EXPECT_EQ(details([&](MgetSetup& s) { s.valueBv = &valueBv, s.valueRanges = &ranges; }),
+            head + "300(BV)");
+  EXPECT_EQ(text(JobParallelMgetSearch(MgetSetup{.vector = &ref}), false), "JobParallelMgetSearch");
+  const JobParallelResultDocSearch doc(DocSetup{.vector = &ref, .docSet = &result, .count = 777});
+  EXPECT_EQ(text(doc, false), "JobParallelResultDocSearch");
+  EXPECT_EQ(text(doc, true), "JobParallelResultDocSearch docs=777");
 }
 
 TEST(JobParallelMgetSearch, PlacementFollowsThresholdAndNumaLevel) {
   Column col(3, 1'700'000, 4);
   PosList list;
   auto job = [&](unsigned long count) {
-    JobParallelMgetSearch::Setup s;
-    s.vector = &col.ref;
-    s.to = count;
-    s.resultVec = &list;
-    s.numaNode = 3;
+    MgetSetup s{.vector = &col.ref, .from = 0, .docs = 0, .to = count};
+    s.resultVec = &list, s.numaNode = 3;
     return JobParallelMgetSearch(s);
   };
   FakeJobExecutor fake(1);
-  ScopedJobExecutor scoped(fake);
+  Execution::testing::ScopedJobExecutor scoped(fake);
   config::testing::ScopedConfiguration cfg;
   EXPECT_EQ(job(512000).getPreferredNumaNode(), 3);  // the default threshold is met exactly
   EXPECT_EQ(job(511999).getPreferredNumaNode(), -1);
@@ -398,6 +339,8 @@ TEST(JobParallelMgetSearch, PlacementFollowsThresholdAndNumaLevel) {
   EXPECT_EQ(job(10).getPreferredAffinityType(), 0);
   fake.setLevel(3);
   EXPECT_EQ(job(10).getPreferredAffinityType(), 1);
+  EXPECT_EQ(JobParallelResultDocSearch(DocSetup{.numaNode = 5}).getPreferredAffinityType(), 1);
+  EXPECT_EQ(JobParallelResultDocSearch(DocSetup{.numaNode = 5}).getPreferredNumaNode(), 5);
   fake.setLevel(1);
   cfg.map().set("attributes", "mgetSearch_numa_threshold", "10");
   EXPECT_EQ(job(10).getPreferredNumaNode(), 3);
@@ -406,13 +349,9 @@ TEST(JobParallelMgetSearch, PlacementFollowsThresholdAndNumaLevel) {
   // A long scan sees its remaining count shrink from run to run: 1.7M, then 0.65M.
   cfg.map().set("attributes", "mgetSearch_numa_threshold", "700000");
   JobParallelMgetSearch longJob = job(1'700'000);
-  VorexUtils::Parallel::JobBase* one[] = {&longJob};
-  fake.execute(one);
+  EXPECT_EQ(runOnFake(longJob, fake), (std::vector<int>{1, 2}));
   EXPECT_EQ(fake.records().back().nodesPerRun, (std::vector<int>{3, -1}));
-  EXPECT_EQ(fake.records().back().statuses, (std::vector<int>{1, 2}));
 }
-
-// --- JobParallelResultDocSearch ---
 
 class ResultDocJob : public ::testing::TestWithParam<std::tuple<Kind, bool>> {};
 
@@ -420,28 +359,20 @@ TEST_P(ResultDocJob, RefinesInPlaceAsTheReference) {
   const auto [kind, keepHits] = GetParam();
   Column col(12, 20000, 31);
   Predicates p;
-  p.valueVec = {3, 100, 200, 4000};
-  for (unsigned v = 0; v < 4096; v += 3) p.valueVec.push_back(static_cast<int>(v));
-  std::sort(p.valueVec.begin(), p.valueVec.end());
-  p.valueVec.erase(std::unique(p.valueVec.begin(), p.valueVec.end()), p.valueVec.end());
-  p.vecSet.insert(p.valueVec.begin(), p.valueVec.end());
+  for (int v = 0; v < 4096; v += 3) p.valueVec.push_back(v), p.vecSet.insert(v);
   p.valueBv = randomBits(4096, 400, 8);
   p.valueRanges = {10, 500, 500, 900, 1200, 1300, 2000, 2600, 3000, 3001, 3500, 4000};
   p.rangeFrom = 1000;
   p.rangeTo = 3000;
   const BitVector original = randomBits(20000, 300, 77);
   // Ends on and off a multiple of 64 (the word-bounded and the iterator road), an empty range.
-  const std::pair<unsigned long, unsigned long> ranges[] = {
-      {0, 20000}, {100, 4096}, {130, 9999}, {6400, 6400}, {19999, 1}};
+  const std::pair<unsigned long, unsigned long> ranges[] = {{0, 20000},   {100, 4096}, {130, 9999},
+                                                            {6400, 6400}, {19999, 1},  {7000, 0}};
   for (const auto& [from, count] : ranges) {
     SCOPED_TRACE(testing::Message() << "from=" << from << " count=" << count);
     BitVector docs = original;
-    JobParallelResultDocSearch::Setup s;
-    s.vector = &col.ref;
-    s.docSet = &docs;
-    s.keepHits = keepHits;
-    s.from = from;
-    s.count = count;
+    DocSetup s{.vector = &col.ref, .docSet = &docs, .keepHits = keepHits};
+    s.from = from, s.count = count;
     p.arm(kind, s);
     EXPECT_EQ(JobParallelResultDocSearch(s).run(), 2);
     for (unsigned long i = 0; i < 20000; ++i) {
@@ -458,100 +389,55 @@ INSTANTIATE_TEST_SUITE_P(AllKinds, ResultDocJob,
                                                               Kind::RNG),
                                             ::testing::Bool()),
                          [](const auto& info) {
-                           return std::string(name(std::get<0>(info.param))) +
+                           return std::string(kNames[int(std::get<0>(info.param))]) +
                                   (std::get<1>(info.param) ? "_Keep" : "_Drop");
                          });
 
-TEST(JobParallelResultDocSearch, SignedRangeAtWidth32AndNoBitsInRange) {
-  Column col(32, 640, 5);
-  for (unsigned i = 0; i < 640; i += 5) col.ref.set(i, col.values[i] = 0xFFFFFFFBu);  // -5
-  BitVector docs(640, true);
-  JobParallelResultDocSearch::Setup s;
-  s.vector = &col.ref;
-  s.docSet = &docs;
-  s.keepHits = false;  // drop the hits
-  s.count = 640;
-  s.rangeFrom = -10;
-  s.rangeTo = 0;
-  JobParallelResultDocSearch(s).run();
-  for (unsigned i = 0; i < 640; ++i)
-    ASSERT_EQ(docs.test(i),
-              !(static_cast<int>(col.values[i]) < 0 && static_cast<int>(col.values[i]) >= -10))
-        << i;
-  EXPECT_FALSE(docs.test(0));
-
-  BitVector empty(640, false);
-  s.docSet = &empty;
-  s.keepHits = true;
-  JobParallelResultDocSearch(s).run();
-  EXPECT_EQ(empty.countSet(), 0u);
-}
-
-// --- many jobs on one vector, on the real executor ---
-
-TEST(ParallelJobs, ManyJobsShareOneVectorAndOneBitVector) {
+// Many jobs of both classes over one vector on the real executor, sharing a result bit vector
+// and a position set in pieces that meet at multiples of 64 (run under the thread sanitizer).
+TEST(SearchJobs, ManyJobsOnOneVectorOnTheRealExecutor) {
   const Column col(17, 1'200'000, 13);
+  const std::size_t n = col.values.size();
   const Predicates p = predicatesFor17Bits(17);
   const Kind kinds[] = {Kind::VEC, Kind::BV, Kind::RNGVEC, Kind::RNG};
-  constexpr unsigned long kPiece = 64 * 1171;  // pieces meet at multiples of 64
-  BitVector shared(col.values.size(), false);
-  std::atomic<long> maxHit{-1};
-  std::vector<PosList> lists(32);
-  std::vector<std::unique_ptr<JobParallelMgetSearch>> jobs;
-  std::vector<VorexUtils::Parallel::JobBase*> list;
-  for (unsigned i = 0; i * kPiece < col.values.size(); ++i) {
-    JobParallelMgetSearch::Setup s;
-    s.vector = &col.ref;
-    s.from = i * kPiece;
-    s.to = std::min<unsigned long>((i + 1) * kPiece, col.values.size());
-    p.arm(kinds[i % 4], s);
-    if (i % 2) {
-      s.resultBv = &shared;
-      s.maxHit = &maxHit;
-    } else {
-      s.resultVec = &lists[i];
-    }
-    jobs.push_back(std::make_unique<JobParallelMgetSearch>(s));
-    list.push_back(jobs.back().get());
-  }
-  // A second set of jobs refines one position set, also in pieces meeting at multiples of 64.
-  BitVector docs = randomBits(col.values.size(), 500, 9);
+  constexpr unsigned long kPiece = 64 * 1171;
+  const unsigned pieces = static_cast<unsigned>((n + kPiece - 1) / kPiece);
+  BitVector shared(n, false), docs = randomBits(n, 500, 9);
   const BitVector docsBefore = docs;
-  std::vector<std::unique_ptr<JobParallelResultDocSearch>> refiners;
-  for (unsigned i = 0; i * kPiece < col.values.size(); ++i) {
-    JobParallelResultDocSearch::Setup s;
-    s.vector = &col.ref;
-    s.docSet = &docs;
-    s.from = i * kPiece;
-    s.count = std::min<unsigned long>(kPiece, col.values.size() - s.from);
-    p.arm(kinds[(i + 1) % 4], s);
-    refiners.push_back(std::make_unique<JobParallelResultDocSearch>(s));
-    list.push_back(refiners.back().get());
+  std::atomic<long> maxHit{-1};
+  std::vector<PosList> lists(pieces);
+  std::vector<std::unique_ptr<JobBase>> jobs;
+  std::vector<JobBase*> list;
+  for (unsigned i = 0; i < pieces; ++i) {
+    const unsigned long from = i * kPiece, to = std::min<unsigned long>(from + kPiece, n);
+    MgetSetup s{.vector = &col.ref, .from = from, .docs = 0, .to = to};
+    p.arm(kinds[i % 4], s);
+    if (i % 2)
+      s.resultBv = &shared, s.maxHit = &maxHit;
+    else
+      s.resultVec = &lists[i];
+    jobs.push_back(std::make_unique<JobParallelMgetSearch>(s));
+    DocSetup d{.vector = &col.ref, .docSet = &docs, .keepHits = true, .from = from};
+    d.count = to - from;
+    p.arm(kinds[(i + 1) % 4], d);
+    jobs.push_back(std::make_unique<JobParallelResultDocSearch>(d));
   }
-  Execution::TbbJobExecutor executor;
-  executor.execute(list);
+  for (auto& j : jobs) list.push_back(j.get());
+  Execution::TbbJobExecutor().execute(list);
 
   long wantMax = -1;
-  for (unsigned long pos = 0; pos < col.values.size(); ++pos) {
+  std::vector<PosList> wantLists(pieces);
+  for (unsigned long pos = 0; pos < n; ++pos) {
     const unsigned i = static_cast<unsigned>(pos / kPiece);
     const bool hit = p.hit(kinds[i % 4], col.values[pos], true);
-    if (i % 2) {
-      ASSERT_EQ(shared.test(pos), hit) << pos;
-      if (hit) wantMax = static_cast<long>(pos);
-    } else {
-      ASSERT_EQ(shared.test(pos), false) << pos;
-    }
+    ASSERT_EQ(shared.test(pos), i % 2 && hit) << pos;
+    if (i % 2 && hit) wantMax = static_cast<long>(pos);
+    if (i % 2 == 0 && hit) wantLists[i].push_back(static_cast<unsigned>(pos));
     const bool keep = docsBefore.test(pos) && p.hit(kinds[(i + 1) % 4], col.values[pos], false);
     ASSERT_EQ(docs.test(pos), keep) << pos;
   }
   EXPECT_EQ(maxHit.load(), wantMax);
-  for (unsigned i = 0; i * kPiece < col.values.size(); i += 2) {
-    PosList want;
-    for (unsigned long pos = i * kPiece;
-         pos < std::min<unsigned long>((i + 1) * kPiece, col.values.size()); ++pos)
-      if (p.hit(kinds[i % 4], col.values[pos], true)) want.push_back(static_cast<unsigned>(pos));
-    EXPECT_EQ(lists[i], want) << i;
-  }
+  EXPECT_EQ(lists, wantLists);
 }
 
 }  // namespace

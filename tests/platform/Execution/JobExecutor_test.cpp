@@ -1,3 +1,4 @@
+// The job base class, the oneTBB executor and the recording fake.
 #include <gtest/gtest.h>
 #include <oneapi/tbb/info.h>
 #include <oneapi/tbb/task_arena.h>
@@ -5,7 +6,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -65,31 +65,26 @@ TEST(JobBase, RunExDrivesFirstRunThenRunUntilNotOne) {
   EXPECT_EQ(job.runs, 4);
   EXPECT_EQ(job.getPriority(), 0);
   EXPECT_FALSE(job.isTransactional());
-
-  StepJob once(1);
-  EXPECT_EQ(once.runEx(), 2);
-  EXPECT_EQ(once.runs, 1);
 }
 
-TEST(NumaFeatures, LevelsFromTopology) {
+TEST(NumaFeatures, LevelsFromTopologyAndArenaOfANode) {
   const std::vector<int> none{-1}, one{0}, two{0, 1};
-  EXPECT_EQ(Execution::numaFeaturesOf(false, one, false), 0);
-  EXPECT_EQ(Execution::numaFeaturesOf(true, none, false), 0);
-  EXPECT_EQ(Execution::numaFeaturesOf(true, {}, true), 0);
-  EXPECT_EQ(Execution::numaFeaturesOf(true, one, false), 1);
-  EXPECT_EQ(Execution::numaFeaturesOf(true, one, true), 1);
-  EXPECT_EQ(Execution::numaFeaturesOf(true, two, false), 2);
-  EXPECT_EQ(Execution::numaFeaturesOf(true, two, true), 3);
-  EXPECT_EQ(Execution::numaFeaturesOf(false, two, true), 0);
-}
+  struct Case {
+    bool numa;
+    const std::vector<int>& nodes;
+    bool strict;
+    int level;
+  } const cases[] = {{false, one, false, 0}, {true, none, false, 0}, {true, {}, true, 0},
+                     {true, one, false, 1},  {true, one, true, 1},   {true, two, false, 2},
+                     {true, two, true, 3},   {false, two, true, 0}};
+  for (const Case& c : cases)
+    EXPECT_EQ(Execution::numaFeaturesOf(c.numa, c.nodes, c.strict), c.level)
+        << c.numa << ' ' << c.nodes.size() << ' ' << c.strict;
 
-TEST(NumaFeatures, ArenaOfAPreferredNode) {
   const std::vector<int> nodes{1, 3};
-  EXPECT_EQ(Execution::arenaIndexForNode(-1, nodes), -1);
-  EXPECT_EQ(Execution::arenaIndexForNode(-7, nodes), -1);
-  EXPECT_EQ(Execution::arenaIndexForNode(0, nodes), -1);
-  EXPECT_EQ(Execution::arenaIndexForNode(1, nodes), 0);
-  EXPECT_EQ(Execution::arenaIndexForNode(3, nodes), 1);
+  const std::pair<int, int> arenas[] = {{-1, -1}, {-7, -1}, {0, -1}, {1, 0}, {3, 1}};
+  for (const auto& [node, arena] : arenas)
+    EXPECT_EQ(Execution::arenaIndexForNode(node, nodes), arena) << node;
   EXPECT_EQ(Execution::arenaIndexForNode(0, std::vector<int>{}), -1);
 }
 
