@@ -77,6 +77,19 @@ struct BasicAVX2 {
   static long movemask_epi32(V a) { return _mm256_movemask_ps(_mm256_castsi256_ps(a)); }
   static long movemask_epi64(V a) { return _mm256_movemask_pd(_mm256_castsi256_pd(a)); }
 
+  /// Hit masks of two 16-bit-lane vectors (32 bits), and of four 32-bit-lane vectors, in order.
+  /// The packs work per half, so the packed quarters are put back in value order before the
+  /// byte mask: one permute in place of a bit deposit per vector.
+  static long movemask_packs16(V a, V b) {
+    const V p = _mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xd8);
+    return static_cast<unsigned>(_mm256_movemask_epi8(p));
+  }
+  static long movemask_packs32(V a, V b, V c, V d) {
+    const V p = _mm256_packs_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
+    const V q = _mm256_permutevar8x32_epi32(p, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+    return static_cast<unsigned>(_mm256_movemask_epi8(q));
+  }
+
   // Each half of a result holds every other group of values: the partial masks interleave.
   static long meld_mask2V(long a, long b) {
     return static_cast<long>(_pdep_u64(a, 0x0000ffff0000ffffull) |

@@ -69,6 +69,12 @@ struct BasicSSE42 {
   static long movemask_epi32(V a) { return _mm_movemask_ps(_mm_castsi128_ps(a)); }
   static long movemask_epi64(V a) { return _mm_movemask_pd(_mm_castsi128_pd(a)); }
 
+  /// Hit masks of two 16-bit-lane vectors (16 bits), and of four 32-bit-lane vectors, in order.
+  static long movemask_packs16(V a, V b) { return _mm_movemask_epi8(_mm_packs_epi16(a, b)); }
+  static long movemask_packs32(V a, V b, V c, V d) {
+    return _mm_movemask_epi8(_mm_packs_epi16(_mm_packs_epi32(a, b), _mm_packs_epi32(c, d)));
+  }
+
   static long meld_mask2V(long a, long b) { return a | (b << 16); }
   static long meld_maskhV(long a, long b) { return a | (b << 4); }
   static long meld_maskhV(long a, long b, long c, long d) {

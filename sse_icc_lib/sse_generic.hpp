@@ -363,6 +363,34 @@ struct ByWidth<64, Isa> {
   static long movemask(V a) { return Isa::movemask_epi64(a); }
 };
 
+/// The hit mask of N compare vectors in value order: lanes of 16 and 32 bits are packed to
+/// bytes first, so one movemask covers two or four vectors.
+template <unsigned LaneBits, class Isa, unsigned N>
+struct Check {
+  using V = typename Isa::V;
+  static constexpr unsigned kBitsPerVector = Isa::kBytes * 8 / LaneBits;
+  static std::uint64_t mask(const V* v) {
+    std::uint64_t m = 0;
+    if constexpr (LaneBits == 16 && N % 2 == 0) {
+#pragma GCC unroll 16
+      for (unsigned i = 0; i < N / 2; ++i)
+        m |= static_cast<std::uint64_t>(Isa::movemask_packs16(v[2 * i], v[2 * i + 1]))
+             << (2 * i * kBitsPerVector);
+    } else if constexpr (LaneBits == 32 && N % 4 == 0) {
+#pragma GCC unroll 16
+      for (unsigned i = 0; i < N / 4; ++i)
+        m |= static_cast<std::uint64_t>(
+                 Isa::movemask_packs32(v[4 * i], v[4 * i + 1], v[4 * i + 2], v[4 * i + 3]))
+             << (4 * i * kBitsPerVector);
+    } else {
+#pragma GCC unroll 16
+      for (unsigned i = 0; i < N; ++i)
+        m |= static_cast<std::uint64_t>(ByWidth<LaneBits, Isa>::movemask(v[i])) << (i * kBitsPerVector);
+    }
+    return m;
+  }
+};
+
 template <class Isa, Xform X>
 inline typename Isa::V transform(typename Isa::V v) {
   if constexpr (X.bytes != 0) v = Isa::template bslli<X.bytes>(v);
@@ -434,8 +462,9 @@ struct Chunk {
     }
   }
 
+  /// Compare vector of group K of the step at p: all-ones lanes are hits.
   template <unsigned K>
-  long group(const char* p) const {
+  V hits(const char* p) const {
     const Group& k = g[K];
     const V raw = Isa::load_lanes(p + S::loOffset(K), S::kWide ? S::hiOffset(K) : 0, 0);
     V x;
@@ -448,24 +477,26 @@ struct Chunk {
                    Isa::shuffle_epi8(transform<Isa, L.x[1]>(raw), k.shuf1));
     }
     if constexpr (kMask) x = Isa::land(x, k.mask);
-    V hit;
     if constexpr (B == Eq)
-      hit = BW::cmpeq(x, k.a);
+      return BW::cmpeq(x, k.a);
     else
-      hit = BW::cmpgt(k.c, BW::sub(x, k.a));
-    return BW::movemask(hit);
+      return BW::cmpgt(k.c, BW::sub(x, k.a));
   }
 
   template <unsigned K>
-  std::uint64_t groupsFrom(const char* p) const {
-    std::uint64_t m = static_cast<std::uint64_t>(group<K>(p)) << (K * S::kGroupBits);
-    if constexpr (K + 1 < S::kGroups) m |= groupsFrom<K + 1>(p);
-    return m;
+  void hitsFrom(const char* p, V* out) const {
+    out[K] = hits<K>(p);
+    if constexpr (K + 1 < S::kGroups) hitsFrom<K + 1>(p, out);
   }
+  /// The compare vectors of the step at p, in value order.
+  void impl(const char* p, V* out) const { hitsFrom<0>(p, out); }
+
   /// The hit mask of the step at p, value order, kValues bits.
   std::uint64_t impl(const char* p) const {
+    V v[S::kGroups];
     Isa::prefetch(p);
-    return groupsFrom<0>(p);
+    impl(p, v);
+    return Check<L.laneBits, Isa, S::kGroups>::mask(v);
   }
 };
 
@@ -495,16 +526,23 @@ template <unsigned N, class Writer, class Isa, Bounds B>
 struct Search {
   using S = Step<N, Isa>;
   static std::size_t impl(const char* data, std::size_t count, unsigned from, unsigned long long to,
-                          Writer& w) {
+                          typename Writer::Args args) {
     const std::size_t n = usable_chunks(N, data, count, S::kValues, S::kBytes, S::kMargin);
     const Chunk<N, Isa, B> c(from, to);
+    Writer w(args);  // a local object, so that its cursor stays in registers
     constexpr unsigned R = 64 / S::kValues;  // steps per 64-bit word of hits
     const std::size_t words = n / R;
     std::size_t pos = 0;
     const char* p = data;
     for (std::size_t i = 0; i < words; ++i) {
-      std::uint64_t m = 0;
-      for (unsigned u = 0; u < R; ++u) m |= c.impl(p + u * S::kBytes) << (u * S::kValues);
+      // One prefetch per 64 bytes of the block, then R steps whose compare vectors are packed
+      // into one 64-bit mask.
+#pragma GCC unroll 16
+      for (unsigned off = 0; off < R * S::kBytes; off += 64) Isa::prefetch(p + off);
+      typename Isa::V v[R * S::kGroups];
+#pragma GCC unroll 16
+      for (unsigned u = 0; u < R; ++u) c.impl(p + u * S::kBytes, v + u * S::kGroups);
+      const std::uint64_t m = Check<S::L.laneBits, Isa, R * S::kGroups>::mask(v);
       w.reserve(64);
       w.write(pos, m);
       p += R * S::kBytes;
@@ -516,6 +554,7 @@ struct Search {
       p += S::kBytes;
       pos += S::kValues;
     }
+    w.finish();
     return n * S::kValues;
   }
 };
@@ -524,29 +563,34 @@ struct Search {
 template <class Writer, class Isa, Bounds B>
 struct Search<1, Writer, Isa, B> {
   static std::size_t impl(const char* data, std::size_t count, unsigned from, unsigned long long,
-                          Writer& w) {
+                          typename Writer::Args args) {
     using V = typename Isa::V;
     constexpr unsigned kBits = Isa::kBytes * 8;
     const std::size_t n = count / kBits;
     const V flip = from == 0 ? Isa::ones() : Isa::setzero();
+    Writer w(args);
     for (std::size_t i = 0; i < n; ++i) {
       w.reserve(kBits);
       w.template writeV<Isa>(i * kBits, Isa::lxor(Isa::loadu_prefetch(data + i * Isa::kBytes), flip));
     }
+    w.finish();
     return n * kBits;
   }
 };
 
 /// Every value hits (no lower bound, no upper bound): the data are not read.
 template <class Writer>
-std::size_t search_all(std::size_t count, Writer& w) {
+std::size_t search_all(std::size_t count, typename Writer::Args args) {
+  Writer w(args);
   const std::size_t n = count & ~std::size_t{127};
   for (std::size_t i = 0; i < n; i += 128) w.writeOnes(i, 128);
+  w.finish();
   return n;
 }
 
 template <class Writer, class Isa, Bounds B>
-using SearchFn = std::size_t (*)(const char*, std::size_t, unsigned, unsigned long long, Writer&);
+using SearchFn = std::size_t (*)(const char*, std::size_t, unsigned, unsigned long long,
+                                 typename Writer::Args);
 
 template <class Writer, class Isa, Bounds B>
 struct SearchTable {
@@ -562,7 +606,7 @@ struct SearchTable {
 /// One indirect jump per call; width and bound kind are constants inside the loops.
 template <class Writer, class Isa, Bounds B>
 std::size_t search_by_bitcase(unsigned bits, const char* data, std::size_t count, unsigned from,
-                              unsigned long long to, Writer& w) {
+                              unsigned long long to, typename Writer::Args w) {
   static constexpr SearchTable<Writer, Isa, B> table;
   return table.fn[bits - 1](data, count, from, to, w);
 }
@@ -574,22 +618,15 @@ std::size_t search_impl(std::size_t index, std::size_t count, unsigned rangeFrom
                         unsigned bits, const Word* vec, typename Writer::Args args) {
   if (bits == 0 || bits > 32) return 0;
   const unsigned long long mask = (1ull << bits) - 1;
-  Writer w(args);
-  std::size_t done;
-  if (rangeFrom >= rangeTo || rangeFrom > mask) {
-    done = count & ~std::size_t{127};
-  } else {
-    const char* data = reinterpret_cast<const char*>(vec) + index / 8 * bits;
-    if (rangeTo == rangeFrom + 1ull)
-      done = search_by_bitcase<Writer, Isa, Eq>(bits, data, count, rangeFrom, rangeTo, w);
-    else if (rangeTo > mask)  // NoMax: the range kernel with the bound 2^bits
-      done = rangeFrom == 0 ? search_all(count, w)
-                            : search_by_bitcase<Writer, Isa, MinMax>(bits, data, count, rangeFrom, mask + 1, w);
-    else
-      done = search_by_bitcase<Writer, Isa, MinMax>(bits, data, count, rangeFrom, rangeTo, w);
-  }
-  w.finish();
-  return done;
+  if (rangeFrom >= rangeTo || rangeFrom > mask) return count & ~std::size_t{127};
+  const char* data = reinterpret_cast<const char*>(vec) + index / 8 * bits;
+  if (rangeTo == rangeFrom + 1ull)
+    return search_by_bitcase<Writer, Isa, Eq>(bits, data, count, rangeFrom, rangeTo, args);
+  if (rangeTo <= mask)
+    return search_by_bitcase<Writer, Isa, MinMax>(bits, data, count, rangeFrom, rangeTo, args);
+  // NoMax: the range kernel with the bound 2^bits; from 0 hits everything.
+  if (rangeFrom == 0) return search_all<Writer>(count, args);
+  return search_by_bitcase<Writer, Isa, MinMax>(bits, data, count, rangeFrom, mask + 1, args);
 }
 
 }  // namespace
