@@ -228,7 +228,7 @@ TEST_P(SearchKernel, DataEndingAtAGuardPage) {
       mmap(nullptr, 3 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
   ASSERT_NE(MAP_FAILED, static_cast<void*>(map));
   ASSERT_EQ(0, mprotect(map + 2 * page, page, PROT_NONE));
-  const std::size_t maxCount = 8 * page / w;
+  const std::size_t maxCount = 1024 + 256;  // at most 32 * 1280 bits: inside the two pages
   const std::vector<Word> src = makeData(w, maxCount, 4000 + w);
   for (std::size_t count = 128; count <= 1024 + 128; count += (count < 512 ? 1 : 37)) {
     const std::size_t words = (count * w + 63) / 64;
