@@ -15,8 +15,11 @@
 namespace sse_icc_lib {
 namespace {
 
-/// PrefetchDistance: bytes ahead of a load that a non-temporal prefetch touches.
-template <unsigned PrefetchDistance = 2048>
+/// PrefetchDistance: bytes ahead of a load that the prefetch touches (0: no prefetch).
+/// Hint: the locality of the prefetch. Temporal (T0): a non-temporal prefetch keeps a line out of
+/// L2, so a column that is scanned again is fetched from L3 every time (4x slower in cache), and
+/// it streams no faster from memory either (bench_sse_icc_lib, avx2_pf_nta).
+template <unsigned PrefetchDistance = 2048, int Hint = _MM_HINT_T0>
 struct BasicSSE42 {
   using V = __m128i;
   using maskhV_t = std::int8_t;   // one bit per lane of a half-size result
@@ -29,7 +32,8 @@ struct BasicSSE42 {
   static constexpr unsigned kPrefetch = PrefetchDistance;
 
   static void prefetch(const void* p) {
-    _mm_prefetch(static_cast<const char*>(p) + kPrefetch, _MM_HINT_NTA);
+    if constexpr (kPrefetch != 0)
+      _mm_prefetch(static_cast<const char*>(p) + kPrefetch, static_cast<_mm_hint>(Hint));
   }
   static V loadu(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
   static V loadu_prefetch(const void* p) {

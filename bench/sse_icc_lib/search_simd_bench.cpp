@@ -1,13 +1,14 @@
 // Range search per width 1..32: generic, SSE4 and AVX2 kernels, into a bit vector and into a
 // position list at 0.1% and 50% selectivity, in cache (64 Ki values) and out of cache (256 MiB
 // of packed data), each beside the raw read of the same words (counter vs_baseline). The AVX2
-// bit-vector search also runs with prefetch distances of 4096 and 8192 bytes. BM_ReadBaseline
+// bit-vector search also runs with prefetch distances of 4096 and 8192 bytes in place of 2048,
+// with a non-temporal prefetch in place of the temporal one, and with none. BM_ReadBaseline
 // gives the read itself in values per second.
 //
 // Results go to a segment of 2^20 positions at a time, as a search job over a range does, so the
 // result stays in cache and the figures are those of reading the packed data.
-//   bench_sse_icc_lib --benchmark_min_time=0.05 --benchmark_out=docs/bench-search.json \
-//     --benchmark_out_format=json
+//   bench_sse_icc_lib --benchmark_min_time=0.05
+//       --benchmark_out=docs/bench-search.json --benchmark_out_format=json
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -30,9 +31,10 @@ namespace {
 constexpr std::size_t kInCache = 64 * 1024;
 constexpr std::size_t kSegment = std::size_t{1} << 20;
 
-enum Path { kGeneric, kSse4, kAvx2, kAvx2Pf4096, kAvx2Pf8192 };
+enum Path { kGeneric, kSse4, kAvx2, kAvx2Pf4096, kAvx2Pf8192, kAvx2Nta, kAvx2NoPf };
 enum Sink { kBitVector, kListRare, kListHalf };
-const char* const kPathNames[] = {"generic", "sse4", "avx2", "avx2_pf4096", "avx2_pf8192"};
+const char* const kPathNames[] = {"generic",     "sse4",        "avx2",   "avx2_pf4096",
+                                  "avx2_pf8192", "avx2_pf_nta", "avx2_nopf"};
 const char* const kSinkNames[] = {"bv", "list0.1%", "list50%"};
 
 bool supported(Path p) {
@@ -141,9 +143,16 @@ struct Runner {
             break;
           case kAvx2Pf4096:
           case kAvx2Pf8192:
-            index += vorex_bench::searchAvx2Prefetch(path == kAvx2Pf4096 ? 4096 : 8192, 0, count, r.from,
-                                                     r.to, bits.data(), d.bits, data);
+          case kAvx2Nta:
+          case kAvx2NoPf: {
+            using V = vorex_bench::PrefetchVariant;
+            const V v = path == kAvx2Pf4096 ? V::k4096
+                      : path == kAvx2Pf8192 ? V::k8192
+                      : path == kAvx2Nta    ? V::kNta2048
+                                            : V::kNone;
+            index += vorex_bench::searchAvx2Prefetch(v, 0, count, r.from, r.to, bits.data(), d.bits, data);
             break;
+          }
         }
         result += index;
       } else if (path == kGeneric) {
@@ -193,7 +202,7 @@ const bool kRegistered = [] {
     for (int out = 0; out <= 1; ++out) {
       benchmark::RegisterBenchmark("BM_ReadBaseline", BM_ReadBaseline)->Args({bits, out})->Unit(benchmark::kMicrosecond);
       for (Sink s : {kBitVector, kListHalf, kListRare})  // the 0.1% data last
-        for (Path p : {kGeneric, kSse4, kAvx2, kAvx2Pf4096, kAvx2Pf8192}) {
+        for (Path p : {kGeneric, kSse4, kAvx2, kAvx2Pf4096, kAvx2Pf8192, kAvx2Nta, kAvx2NoPf}) {
           if (p >= kAvx2Pf4096 && s != kBitVector) continue;
           const std::string name = std::string("BM_Search/") + kPathNames[p] + "/" + kSinkNames[s];
           benchmark::RegisterBenchmark(name.c_str(), BM_Search, p, s)->Args({bits, out})->Unit(benchmark::kMicrosecond);
