@@ -5,15 +5,12 @@
 #include <cstdint>
 #include <cstring>
 
+#include "sse_icc_lib/search_list.hpp"
+
 #include "VorexUtils/MgetBuffer.hpp"
 #include "sse_icc_lib/sse_icc_lib.hpp"
 
 namespace sse_icc_lib {
-
-struct ListView {
-  unsigned int* ptr;
-  std::size_t size;
-};
 
 ListView searchListView(VectorWrapperIfc& out) { return {out.m_Ptr, out.size()}; }
 

@@ -14,9 +14,10 @@
 // test x - (from << s) < (to - from) << s. Bits below the field cannot change that outcome, so
 // only the bits above it are masked, and no lane needs a sign correction.
 //
-// Only units built with -msse4.2 (or wider) include this header; everything but the two list
-// accessors below lives in an unnamed namespace (see SSE42.hpp for why). Reentrant: all state of
-// a call lives on its stack.
+// Only units built with -msse4.2 (or wider) include this header. Everything in it lives in an
+// unnamed namespace, so every function, template or not, has internal linkage and no copy built
+// with one unit's flags can be picked for another (see SSE42.hpp). Reentrant: all state of a call
+// lives on its stack.
 #pragma once
 
 #if !defined(__SSE4_2__)
@@ -29,21 +30,10 @@
 #include <cstdint>
 #include <cstring>
 
+#include "sse_icc_lib/search_list.hpp"
 #include "sse_icc_lib/sse_icc_lib.hpp"
 
 namespace sse_icc_lib {
-
-/// The storage of a result list as the kernels see it.
-struct ListView {
-  unsigned int* ptr;
-  std::size_t size;
-};
-// Built with baseline flags (search_list.cpp): the instruction-set units see VectorWrapperIfc only
-// as a declaration, so none of its inline code is ever compiled with their flags.
-ListView searchListView(VectorWrapperIfc& out);
-/// Doubles the size of `out` until it holds at least `need` entries.
-ListView searchListGrow(VectorWrapperIfc& out, std::size_t need);
-
 namespace {
 
 enum class ISA { SSE4 = 0, AVX2 = 1 };
@@ -247,7 +237,9 @@ constexpr Layout makeLayout(unsigned w) {
   l.width = w;
   l.laneBits = laneBitsFor(w);
   l.lanes = 128 / l.laneBits;
-  l.parts = l.laneBits == 8 ? (w == 2 ? 4 : w == 4 ? 2 : 1)
+  // Parts share one load where it holds them all: the 256-bit form then pairs them in one vector
+  // from a broadcast load, with no insert.
+  l.parts = l.laneBits == 8 ? (w == 2 ? 4 : w <= 4 ? 2 : 1)
           : l.laneBits == 16 ? (w == 7 ? 2 : 1)
           : l.laneBits == 32 ? 2 : 4;
   l.values = l.parts * l.lanes;
@@ -311,8 +303,9 @@ struct Step {
 /// How many steps of `stepBytes` can run over `count` values without a load leaving the last page
 /// that holds data, nor the spare word behind the last data word (so that exactly sized
 /// allocations stay clean under memory checkers).
-inline std::size_t usable_chunks(unsigned bits, const char* data, std::size_t count, unsigned stepValues,
-                                 unsigned stepBytes, unsigned margin) {
+template <class Isa>
+std::size_t usable_chunks(unsigned bits, const char* data, std::size_t count, unsigned stepValues,
+                          unsigned stepBytes, unsigned margin) {
   const std::size_t byCount = count / stepValues;
   if (margin == 0 || byCount == 0) return byCount;
   const std::size_t bytes = (count * bits + 7) / 8;
@@ -366,7 +359,7 @@ struct ByWidth<64, Isa> {
 /// The hit mask of N compare vectors in value order: lanes of 16 and 32 bits are packed to
 /// bytes first, so one movemask covers two or four vectors.
 template <unsigned LaneBits, class Isa, unsigned N>
-struct Check {
+struct Gather {
   using V = typename Isa::V;
   static constexpr unsigned kBitsPerVector = Isa::kBytes * 8 / LaneBits;
   static std::uint64_t mask(const V* v) {
@@ -496,7 +489,7 @@ struct Chunk {
     V v[S::kGroups];
     Isa::prefetch(p);
     impl(p, v);
-    return Check<L.laneBits, Isa, S::kGroups>::mask(v);
+    return Gather<L.laneBits, Isa, S::kGroups>::mask(v);
   }
 };
 
@@ -527,7 +520,7 @@ struct Search {
   using S = Step<N, Isa>;
   static std::size_t impl(const char* data, std::size_t count, unsigned from, unsigned long long to,
                           typename Writer::Args args) {
-    const std::size_t n = usable_chunks(N, data, count, S::kValues, S::kBytes, S::kMargin);
+    const std::size_t n = usable_chunks<Isa>(N, data, count, S::kValues, S::kBytes, S::kMargin);
     const Chunk<N, Isa, B> c(from, to);
     Writer w(args);  // a local object, so that its cursor stays in registers
     constexpr unsigned R = 64 / S::kValues;  // steps per 64-bit word of hits
@@ -542,7 +535,7 @@ struct Search {
       typename Isa::V v[R * S::kGroups];
 #pragma GCC unroll 16
       for (unsigned u = 0; u < R; ++u) c.impl(p + u * S::kBytes, v + u * S::kGroups);
-      const std::uint64_t m = Check<S::L.laneBits, Isa, R * S::kGroups>::mask(v);
+      const std::uint64_t m = Gather<S::L.laneBits, Isa, R * S::kGroups>::mask(v);
       w.reserve(64);
       w.write(pos, m);
       p += R * S::kBytes;
@@ -559,19 +552,29 @@ struct Search {
   }
 };
 
-/// Width 1: the data are the hit bits, inverted for value 0.
+/// Width 1: the data are the hit bits, inverted for value 0. 64 bytes a pass, one prefetch each.
 template <class Writer, class Isa, Bounds B>
 struct Search<1, Writer, Isa, B> {
   static std::size_t impl(const char* data, std::size_t count, unsigned from, unsigned long long,
                           typename Writer::Args args) {
     using V = typename Isa::V;
     constexpr unsigned kBits = Isa::kBytes * 8;
-    const std::size_t n = count / kBits;
+    constexpr unsigned kPerLine = 64 / Isa::kBytes;
+    const std::size_t lines = count / 512;
     const V flip = from == 0 ? Isa::ones() : Isa::setzero();
     Writer w(args);
-    for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t i = 0; i < lines; ++i) {
+      const char* p = data + 64 * i;
+      Isa::prefetch(p);
+      w.reserve(512);
+#pragma GCC unroll 4
+      for (unsigned k = 0; k < kPerLine; ++k)
+        w.template writeV<Isa>(512 * i + k * kBits, Isa::lxor(Isa::loadu(p + k * Isa::kBytes), flip));
+    }
+    const std::size_t n = count / kBits;
+    for (std::size_t i = lines * kPerLine; i < n; ++i) {
       w.reserve(kBits);
-      w.template writeV<Isa>(i * kBits, Isa::lxor(Isa::loadu_prefetch(data + i * Isa::kBytes), flip));
+      w.template writeV<Isa>(i * kBits, Isa::lxor(Isa::loadu(data + i * Isa::kBytes), flip));
     }
     w.finish();
     return n * kBits;
