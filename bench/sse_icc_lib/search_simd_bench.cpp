@@ -213,4 +213,4 @@ const bool kRegistered = [] {
 
 }  // namespace
 
-BENCHMARK_MAIN();
+// main() comes from the other benchmark of this folder (one binary per folder).
