@@ -76,12 +76,20 @@ int arenaIndexForNode(int node, std::span<const int> nodes) noexcept {
   return it == nodes.end() ? -1 : static_cast<int>(it - nodes.begin());
 }
 
+namespace {
+
+int workerLimit() { return std::max(1, oneapi::tbb::info::default_concurrency() - 1); }
+
+}  // namespace
+
 struct TbbJobExecutor::Impl {
   bool numaAvailable = false;
   std::vector<int> nodes;  // nodes with an arena, parallel to nodeArenas
   std::vector<std::unique_ptr<oneapi::tbb::task_arena>> nodeArenas;
-  // No slot is reserved for external threads: callers never join an arena (see Batch).
-  oneapi::tbb::task_arena defaultArena{oneapi::tbb::task_arena::automatic, 0};
+  // No slot is reserved for external threads: callers never join an arena (see Batch). An arena
+  // asks for no more threads than oneTBB has workers (one fewer than the cores, the caller
+  // being the last one); asking for more makes oneTBB print a warning on stderr.
+  oneapi::tbb::task_arena defaultArena{workerLimit(), 0};
   // getNumaFeatures() cached against the configuration time.
   mutable std::atomic<std::uint64_t> levelTime{0};
   mutable std::atomic<int> level{0};
@@ -241,7 +249,9 @@ TbbJobExecutor::TbbJobExecutor() : m_impl(std::make_unique<Impl>()) {
     if (node < 0) continue;  // no topology information
     m_impl->nodes.push_back(node);
     m_impl->nodeArenas.push_back(std::make_unique<oneapi::tbb::task_arena>(
-        oneapi::tbb::task_arena::constraints{}.set_numa_id(node), 0));
+        oneapi::tbb::task_arena::constraints{}.set_numa_id(node).set_max_concurrency(
+            std::min(workerLimit(), oneapi::tbb::info::default_concurrency(node))),
+        0));
   }
 }
 
