@@ -16,6 +16,12 @@ using Diagnose::testing::TraceCapture;
 constinit Diagnose::TraceTopic g_session("session_topic", "session tests");
 
 bool wants(TraceLevel l) { return g_session.isActive(l) && g_session.checkSessionLevel(l); }
+template <class F>
+auto onOtherThread(F f) {
+  decltype(f()) r{};
+  std::thread([&] { r = f(); }).join();
+  return r;
+}
 
 TEST(SessionLevel, RaisesTheByteButOnlyThisThreadPasses) {
   TraceCapture cap;
@@ -25,16 +31,9 @@ TEST(SessionLevel, RaisesTheByteButOnlyThisThreadPasses) {
     EXPECT_EQ(g_session.getGlobalLevel(), 1);
     EXPECT_TRUE(wants(5));
     EXPECT_FALSE(wants(6));
-
-    bool otherPassesByte = false, otherWants = true, otherWantsErrors = false;
-    std::thread([&] {
-      otherPassesByte = g_session.isActive(5);
-      otherWants = g_session.checkSessionLevel(5);
-      otherWantsErrors = wants(1);
-    }).join();
-    EXPECT_TRUE(otherPassesByte);
-    EXPECT_FALSE(otherWants);
-    EXPECT_TRUE(otherWantsErrors);  // the global level still counts everywhere
+    EXPECT_TRUE(onOtherThread([] { return g_session.isActive(5); }));
+    EXPECT_FALSE(onOtherThread([] { return g_session.checkSessionLevel(5); }));
+    EXPECT_TRUE(onOtherThread([] { return wants(1); }));  // the global level counts everywhere
 
     DIAG_TRACE(g_session, 4) << "mine";
     std::thread([] { DIAG_TRACE(g_session, 4) << "theirs"; }).join();
@@ -55,7 +54,7 @@ TEST(SessionLevel, InnermostScopeWinsAndScopesMayEndOutOfOrder) {
   EXPECT_FALSE(wants(4));
   {
     ScopedSessionLevel lower(g_session, 2);  // a nested scope may lower this thread's level
-    EXPECT_EQ(g_session.getLevel(), 3);     // the byte stays at the maximum
+    EXPECT_EQ(g_session.getLevel(), 3);      // the byte stays at the maximum
     EXPECT_FALSE(wants(3));
     auto* later = new ScopedSessionLevel(g_session, 7);
     delete outer;  // ends before the scopes made after it
@@ -65,23 +64,19 @@ TEST(SessionLevel, InnermostScopeWinsAndScopesMayEndOutOfOrder) {
     EXPECT_TRUE(wants(2));
   }
   EXPECT_EQ(g_session.getLevel(), 1);
-}
 
-TEST(SessionLevel, GlobalChangesKeepTheMaximum) {
-  TraceCapture cap;
+  TraceCapture cap;  // global changes keep the maximum
   ScopedSessionLevel session(g_session, 4);
   g_session.setLevel(6);
   EXPECT_EQ(g_session.getLevel(), 6);
   g_session.setLevel(0);
-  EXPECT_EQ(g_session.getLevel(), 4);  // the session still holds the byte up
+  EXPECT_EQ(g_session.getLevel(), 4);
   EXPECT_TRUE(wants(1));
-  bool otherWantsErrors = true;
-  std::thread([&] { otherWantsErrors = wants(1); }).join();
-  EXPECT_FALSE(otherWantsErrors);  // level 0 globally: errors are off outside the session
+  EXPECT_FALSE(onOtherThread([] { return wants(1); }));  // level 0 outside the session
 }
 
-// Many threads open and close sessions while others trace: levels must settle back and only
-// session threads may emit their detail messages. Run under ThreadSanitizer as well.
+// Threads open and close sessions while others trace: levels settle back and only session
+// threads emit their detail messages. Run under ThreadSanitizer as well.
 TEST(SessionLevel, ConcurrentSessionsAndTracing) {
   TraceCapture cap;
   constexpr int kThreads = 4, kRounds = 200;

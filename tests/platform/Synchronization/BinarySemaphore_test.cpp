@@ -8,21 +8,17 @@ namespace {
 
 using Synchronization::BinarySemaphore;
 
-TEST(BinarySemaphore, StartsClearAndHoldsAtMostOneSignal) {
-  BinarySemaphore s;
-  EXPECT_FALSE(s.tryWait());
-  s.signal();
-  s.signal();  // absorbed
-  EXPECT_TRUE(s.tryWait());
-  EXPECT_FALSE(s.tryWait());
-  s.signal();
-  s.wait();  // returns at once: the signal was pending
-  EXPECT_FALSE(s.tryWait());
-}
+TEST(BinarySemaphore, HoldsAtMostOneSignalAndPingPongLosesNone) {
+  BinarySemaphore ping, pong;
+  EXPECT_FALSE(ping.tryWait());
+  ping.signal();
+  ping.signal();  // absorbed
+  EXPECT_TRUE(ping.tryWait());
+  EXPECT_FALSE(ping.tryWait());
+  ping.signal();
+  ping.wait();  // returns at once: the signal was pending
+  EXPECT_FALSE(ping.tryWait());
 
-TEST(BinarySemaphore, PingPongLosesNoSignal) {
-  BinarySemaphore ping;
-  BinarySemaphore pong;
   int turns = 0;  // handed over by the semaphores alone
   std::thread other([&] {
     for (int i = 0; i < 2000; ++i) {

@@ -29,13 +29,9 @@ TEST(VorexError, SetCodeAppendMsgAndCopies) {
   e.setCode(VOREX_KLTRC_INVALIDARG, true);
   e.appendMsg("index a:b");
   EXPECT_EQ(e.getMsg(), std::string(GetMsg(VOREX_KLTRC_INVALIDARG)) + " index a:b");
-
-  // Without the default text the message starts empty; a new code drops the old text.
-  e.setCode(NAMESERVER_SERVICE_NOT_FOUND, false);
+  e.setCode(NAMESERVER_SERVICE_NOT_FOUND, false);  // no default text; the old text goes
   EXPECT_EQ(e.getMsg(), "");
-  e.appendMsg("first");
-  e.appendMsg("");
-  e.appendMsg("second");
+  for (const char* part : {"first", "", "second"}) e.appendMsg(part);
   const VorexError saved = e;
   e.clear();
   EXPECT_FALSE(e);

@@ -16,10 +16,7 @@ namespace fs = std::filesystem;
 class VorexEnvironmentTest : public testing::Test {
  protected:
   void SetUp() override {
-    // Per process: ctest runs the cases of this suite in parallel processes.
-    m_dir =
-        (fs::path(testing::TempDir()) / ("vorex_env_trace_" + std::to_string(getpid()))).string();
-    fs::remove_all(m_dir);
+    fs::remove_all(m_dir);  // per process: ctest runs the cases in parallel processes
     VorexEnvironment::setTraceDirectory(m_dir);
   }
   void TearDown() override {
@@ -27,39 +24,23 @@ class VorexEnvironmentTest : public testing::Test {
     unsetenv("VOREX_TRACE_DIR");
     fs::remove_all(m_dir);
   }
-  std::string m_dir;
+  const std::string m_dir =
+      (fs::path(testing::TempDir()) / ("vorex_env_trace_" + std::to_string(getpid()))).string();
 };
 
-TEST_F(VorexEnvironmentTest, PathRules) {
-  struct Case {
-    const char* name;
-    const char* file;  // nullptr: rejected
-  };
-  const Case cases[] = {
+TEST_F(VorexEnvironmentTest, PathRulesAndDirectoryCreation) {
+  const std::pair<const char*, const char*> accepted[] = {
       {"indexserver.py", "indexserver.py"},
-      {"trace/indexserver.py", "indexserver.py"},  // one leading "trace/" is dropped
+      {"trace/indexserver.py", "indexserver.py"},
       {"trace_$HOST.py", "trace_$HOST.py"},
-      {"a.b.py", "a.b.py"},
-      {"", nullptr},
-      {"trace/", nullptr},
-      {"/tmp/x.py", nullptr},
-      {"sub/x.py", nullptr},
-      {"trace/trace/x.py", nullptr},
-      {"..", nullptr},
-      {"x..py", nullptr},
-      {"../x.py", nullptr},
-      {"Trace/x.py", nullptr},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string path = VorexEnvironment::makeStandardFullTracePath(c.name);
-    EXPECT_EQ(path, c.file ? m_dir + "/" + c.file : std::string());
+      {"a.b.py", "a.b.py"}};
+  for (const auto& [name, file] : accepted) {
+    EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath(name), m_dir + "/" + file) << name;
   }
-}
-
-TEST_F(VorexEnvironmentTest, DirectoryIsCreatedOnDemand) {
-  EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath(""), "");
-  EXPECT_FALSE(fs::exists(m_dir));  // a rejected name creates nothing
+  for (const char* name : {"", "trace/", "/tmp/x.py", "sub/x.py", "trace/trace/x.py", "..", "x..py",
+                           "../x.py", "Trace/x.py"}) {
+    EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath(name), "") << name;
+  }
   VorexEnvironment::setTraceDirectory(m_dir + "/a/b/");
   EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath("x.py"), m_dir + "/a/b/x.py");
   EXPECT_TRUE(fs::is_directory(m_dir + "/a/b"));
@@ -69,6 +50,8 @@ TEST_F(VorexEnvironmentTest, DirectoryIsCreatedOnDemand) {
 }
 
 TEST_F(VorexEnvironmentTest, SourcesInOrderHostThenEnvironmentThenDefault) {
+  EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath(""), "");
+  EXPECT_FALSE(fs::exists(m_dir));  // a rejected name creates nothing
   setenv("VOREX_TRACE_DIR", (m_dir + "/env").c_str(), 1);
   EXPECT_EQ(VorexEnvironment::getTraceDirectory(), m_dir);
   VorexEnvironment::setTraceDirectory("");

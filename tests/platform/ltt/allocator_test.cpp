@@ -41,7 +41,8 @@ class ProbeAllocator final : public allocator {
 
 TEST(Allocator, GlobalBlocksAreAlignedAndSizedExactly) {
   allocator& g = allocator::global_allocator();
-  EXPECT_EQ(g.name(), "global");
+  allocator& adp = allocator::adaptor_allocator();
+  EXPECT_EQ(adp.parent(), &g);
   const std::size_t bytes0 = g.bytesInUse(), blocks0 = g.blocksInUse();
   std::vector<void*> blocks;
   for (std::size_t n : {0u, 1u, 17u, 100003u}) {
@@ -50,8 +51,11 @@ TEST(Allocator, GlobalBlocksAreAlignedAndSizedExactly) {
     EXPECT_EQ(g.getBlockSize(p), n);
     blocks.push_back(p);
   }
-  EXPECT_EQ(g.bytesInUse() - bytes0, 100021u);
-  EXPECT_EQ(g.blocksInUse() - blocks0, 4u);
+  blocks.push_back(adp.allocate(333));  // the adaptor's usage shows in the global count
+  EXPECT_EQ(g.bytesInUse() - bytes0, 100021u + 333u);
+  EXPECT_EQ(g.blocksInUse() - blocks0, 5u);
+  adp.deallocate(blocks.back());
+  blocks.pop_back();
   for (void* p : blocks) g.deallocate(p);
   g.deallocate(nullptr);
   EXPECT_EQ(g.bytesInUse(), bytes0);
@@ -63,7 +67,6 @@ TEST(Allocator, ChildrenCountTheirOwnUsageAndForwardToTheParent) {
   CountingAllocator root;
   auto child = root.createChild("child");
   auto grandchild = child->createChild("grandchild");
-  EXPECT_EQ(child->name(), "child");
   EXPECT_EQ(grandchild->parent(), child.get());
 
   void* a = child->allocate(100);
@@ -87,8 +90,7 @@ TEST(Allocator, HandlesKeepTheAllocatorAliveUntilTheLastReference) {
   bool destroyed = false;
   refcounted_handle<allocator> h(new ProbeAllocator(&destroyed));
   {
-    refcounted_handle<allocator> copy = h;
-    refcounted_handle<allocator> moved = std::move(copy);
+    refcounted_handle<allocator> copy = h, moved = std::move(copy);
     EXPECT_FALSE(copy);
     EXPECT_TRUE(moved == h);
   }
@@ -109,18 +111,7 @@ TEST(Allocator, HandlesKeepTheAllocatorAliveUntilTheLastReference) {
   EXPECT_FALSE(secondGone);
   a.reset();
   EXPECT_TRUE(secondGone);
-}
-
-TEST(Allocator, ImmortalAllocatorsIgnoreTheCount) {
-  allocator& g = allocator::global_allocator();
-  allocator& adp = allocator::adaptor_allocator();
-  { refcounted_handle<allocator> h(&g), k(&adp); }
-  EXPECT_EQ(adp.name(), "adaptor");
-  EXPECT_EQ(adp.parent(), &g);
-  const std::size_t g0 = g.bytesInUse();
-  void* p = adp.allocate(333);  // both alive; the adaptor's usage shows in the global count
-  EXPECT_EQ(g.bytesInUse() - g0, 333u);
-  adp.deallocate(p);
+  { refcounted_handle<allocator> g(&allocator::global_allocator()); }  // immortal: no delete
 }
 
 TEST(AllocatorDeathTest, NullAllocatorFailsAndAssertsOnDeallocation) {
@@ -150,33 +141,6 @@ TEST(Allocator, CountsStayExactUnderConcurrentUse) {
   EXPECT_EQ(child->blocksInUse(), 0u);
   EXPECT_EQ(root.allocations(), 3200u);
   EXPECT_TRUE(root.checkNoLeaks());
-}
-
-TEST(CountingAllocator, ReadingsAndFaultInjection) {
-  CountingAllocator c;
-  c.setMaxBlockBytes(1000);
-  try {
-    c.allocate(1001);  // refused before any request is recorded
-    FAIL();
-  } catch (const ltt::bad_alloc& e) {
-    EXPECT_EQ(e.requested(), 1001u);
-  }
-  void* a = c.allocate(10);
-  c.failAbove(50);
-  EXPECT_EQ(c.allocateNoThrow(51), nullptr);
-  c.failAfter(2);  // the second next request fails, and only that one
-  void* b = c.allocate(50);
-  EXPECT_EQ(c.allocateNoThrow(1), nullptr);
-  void* d = c.allocate(2);
-  EXPECT_EQ(c.requests(), (std::vector<std::size_t>{10, 51, 50, 1, 2}));
-  EXPECT_EQ(c.lastRequest(), 2u);
-  EXPECT_EQ(c.allocations(), 3u);
-  EXPECT_EQ(c.liveBytes(), 62u);
-  EXPECT_EQ(c.liveBlocks(), 3u);
-  for (void* p : {a, b, d}) c.deallocate(p);
-  EXPECT_TRUE(c.checkNoLeaks());
-  c.setBlockAllocator(true);
-  EXPECT_TRUE(c.isBlockAllocator());
 }
 
 }  // namespace
