@@ -1,15 +1,15 @@
-// Single-value access, bulk read and write, searches and binary search of the 64-bit packed
-// view, at every width 0..64, against the bit-by-bit model. Buffers hold exactly the used words
-// (no spare word, no buffer at width 0), so an access behind them is caught under ASan.
+// The 64-bit packed view at every width 0..64 against the bit-by-bit reference: single and bulk
+// access, searches and binary search. Buffers hold exactly the used words (none at width 0), so
+// an access behind them is caught under ASan.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
 #include <vector>
 
-#include "IndexVector64Reference.hpp"
 #include "VorexUtils/BitVector.hpp"
 #include "VorexUtils/IndexVector64.hpp"
+#include "tests/VorexUtils/PackedReference.hpp"
 
 namespace {
 
@@ -27,10 +27,10 @@ class Packed64 : public ::testing::TestWithParam<unsigned> {
  protected:
   void SetUp() override {
     bits = GetParam();
-    mask = iv64ref::maskOf(bits);
+    mask = packed_ref::maskOf(bits);
     rng.seed(0x9E3779B97F4A7C15ull ^ bits);
-    values = iv64ref::edgyValues(kN, bits, rng);
-    words = iv64ref::pack(values, bits, rng);
+    values = packed_ref::edgyValues(kN, bits, rng);
+    words = packed_ref::pack(values, bits, rng);
     for (std::size_t i = 0; i < kN; ++i) seed.set(i, rng() % 5 == 0);
   }
 
@@ -76,18 +76,6 @@ class Packed64 : public ::testing::TestWithParam<unsigned> {
     }
   }
 
-  /// Range bounds: two that split the values, swept at every start; then the edges (empty,
-  /// inverted, one value, around the mask), at every 13th start.
-  std::vector<std::pair<Word, Word>> ranges() const {
-    return {{mask / 3, mask / 3 * 2 + 1},
-            {mask / 2 + 1, ~Word{0}},
-            {0, ~Word{0}},
-            {0, 0},
-            {5, 3},
-            {mask, mask + 1},
-            {0, 1}};
-  }
-
   unsigned bits = 0;
   Word mask = 0;
   std::mt19937_64 rng;
@@ -96,53 +84,48 @@ class Packed64 : public ::testing::TestWithParam<unsigned> {
   BitVector seed{kN, false};  // bits that a search must keep
 };
 
-TEST_P(Packed64, GetReadsTheLayoutAndSetKeepsNeighbours) {
+TEST_P(Packed64, SingleAndBulkAccessFollowTheLayout) {
   IndexVector64Ref v = viewOf(words, bits);
-  for (std::size_t i = 0; i < kN; ++i) {
-    ASSERT_EQ(v.get(i), values[i]) << "position " << i;
-  }
-  for (std::size_t i : {std::size_t{0}, std::size_t{1}, std::size_t{63}, std::size_t{64},
-                        kN / 2 + 1, kN - 2, kN - 1}) {
-    SCOPED_TRACE(testing::Message() << "position " << i);
-    const Word nv = rng() & mask;
-    std::vector<Word> expected = words;
-    iv64ref::set(expected, i, bits, nv);
-    v.set(i, nv);
-    ASSERT_EQ(words, expected);
-  }
-}
-
-TEST_P(Packed64, MgetMatchesEveryStartAndCount) {
-  const IndexVector64Ref v = viewOf(words, bits);
+  EXPECT_EQ(v.byteSize(kN), 8 * words.size()) << "no spare word, no word at width 0";
+  // getBits counts the bits of a largest value (the 32-bit family counts values).
+  EXPECT_EQ(IndexVector64Ref::getBits(mask), bits);
+  EXPECT_EQ(IndexVector64Ref::getBits(mask + 1), bits < 64 ? bits + 1 : 0);
+  for (std::size_t i = 0; i < kN; ++i) ASSERT_EQ(v.get(i), values[i]) << "position " << i;
   const Word sentinel = 0x5A5A5A5A5A5A5A5Aul;
   sweep([&](std::size_t from, std::size_t count) {
     std::vector<Word> out(count + 1, sentinel);
     v.mget(from, count, out.data());
     for (std::size_t k = 0; k < count; ++k) ASSERT_EQ(out[k], values[from + k]) << "k " << k;
     EXPECT_EQ(out[count], sentinel) << "written past count";
-  });
-}
 
-TEST_P(Packed64, MsetWritesItsRangeOnly) {
-  sweep([&](std::size_t from, std::size_t count) {
-    const std::vector<Word> in = iv64ref::edgyValues(count, bits, rng);
+    const std::vector<Word> in = packed_ref::edgyValues(count, bits, rng);
     const Word fill = in.empty() ? mask : in.front();
-    std::vector<Word> expectArray = words, expectFill = words;
+    std::vector<Word> expectArray = words, expectFill = words, array = words, filled = words;
     for (std::size_t k = 0; k < count; ++k) {
-      iv64ref::set(expectArray, from + k, bits, in[k]);
-      iv64ref::set(expectFill, from + k, bits, fill);
+      packed_ref::put(expectArray.data(), bits, from + k, in[k]);
+      packed_ref::put(expectFill.data(), bits, from + k, fill);
     }
-    std::vector<Word> array = words, filled = words;
     viewOf(array, bits).mset(from, count, in.data());
     viewOf(filled, bits).mset(from, count, fill);
     ASSERT_EQ(array, expectArray) << "array form";
     ASSERT_EQ(filled, expectFill) << "fill form";
   });
+  for (std::size_t i : {std::size_t{0}, std::size_t{63}, std::size_t{64}, kN / 2 + 1, kN - 1}) {
+    SCOPED_TRACE(testing::Message() << "set at " << i);
+    const Word nv = rng() & mask;
+    std::vector<Word> expected = words;
+    packed_ref::put(expected.data(), bits, i, nv);
+    v.set(i, nv);
+    ASSERT_EQ(words, expected);
+  }
 }
 
-TEST_P(Packed64, RangeSearchesMatchTheModel) {
+TEST_P(Packed64, RangeAndFilterSearchesMatchTheModel) {
   const IndexVector64Ref v = viewOf(words, bits);
-  const auto rs = ranges();
+  // Two bounds that split the values, swept at every start; the edges (empty, inverted, one
+  // value, around the mask) at every 13th.
+  const std::vector<std::pair<Word, Word>> rs = {{mask / 3, mask / 3 * 2 + 1}, {mask / 2 + 1, ~Word{0}},
+      {0, ~Word{0}}, {0, 0}, {5, 3}, {mask, mask + 1}, {0, 1}};
   for (std::size_t r = 0; r < rs.size(); ++r) {
     const auto [lo, hi] = rs[r];
     SCOPED_TRACE(testing::Message() << "range [" << lo << ", " << hi << ")");
@@ -158,16 +141,13 @@ TEST_P(Packed64, RangeSearchesMatchTheModel) {
         r < 2 ? 1 : 13);
     if (HasFailure()) return;
   }
-}
-
-TEST_P(Packed64, FilterSearchesMatchTheModel) {
   // A filter has a bit per value, so the values stay below its size.
   constexpr std::size_t kFilterBits = 1024;
   std::vector<Word> small(kN);
   const Word top = std::min<Word>(mask, kFilterBits - 1);
   for (auto& x : small) x = top == 0 ? 0 : rng() % (top + 1);
-  std::vector<Word> packed = iv64ref::pack(small, bits, rng);
-  const IndexVector64Ref v = viewOf(packed, bits);
+  std::vector<Word> packed = packed_ref::pack(small, bits, rng);
+  const IndexVector64Ref fv = viewOf(packed, bits);
   BitVector filter(kFilterBits, false);
   for (std::size_t i = 0; i < kFilterBits; ++i) filter.set(i, rng() % 3 == 0);
   for (const bool zeroMatches : {true, false}) {  // at width 0, bit 0 decides everything
@@ -178,8 +158,8 @@ TEST_P(Packed64, FilterSearchesMatchTheModel) {
       checkSearch(
           small, from, count, [&](Word x) { return filter.test(x); },
           [&](List& list, BitVector& got) {
-            v.mgetSearch(from, count, filter, list);
-            v.mgetSearch(from, count, filter, got);
+            fv.mgetSearch(from, count, filter, list);
+            fv.mgetSearch(from, count, filter, got);
           });
     });
     if (HasFailure()) return;
@@ -190,8 +170,8 @@ TEST_P(Packed64, ValueListGrowsBeyondItsFirstRoom) {
   // More hits than the first 1024 entries of room, from an unaligned start to a ragged end, so
   // the doubling before a group and the growth before a single value both run.
   constexpr std::size_t kBig = 2600;
-  std::vector<Word> big = iv64ref::edgyValues(kBig, bits, rng);
-  std::vector<Word> packed = iv64ref::pack(big, bits, rng);
+  std::vector<Word> big = packed_ref::edgyValues(kBig, bits, rng);
+  std::vector<Word> packed = packed_ref::pack(big, bits, rng);
   const IndexVector64Ref v = viewOf(packed, bits);
   // Width 0 keeps the 7 old entries and appends a zero per position; the others overwrite.
   List expected(bits == 0 ? 7 : 0);
@@ -205,7 +185,7 @@ TEST_P(Packed64, ValueListGrowsBeyondItsFirstRoom) {
 TEST_P(Packed64, LowerBoundFindsTheFirstNotBelow) {
   std::vector<Word> sorted = values;
   std::sort(sorted.begin(), sorted.end());
-  std::vector<Word> packed = iv64ref::pack(sorted, bits, rng);
+  std::vector<Word> packed = packed_ref::pack(sorted, bits, rng);
   const IndexVector64Ref v = viewOf(packed, bits);
   EXPECT_EQ(v.lowerBound(mask, 0, 0), 0u);
   EXPECT_EQ(v.lowerBound(0, 9, 4), 9u) << "an empty range gives its start";
@@ -223,13 +203,11 @@ TEST_P(Packed64, LowerBoundFindsTheFirstNotBelow) {
 INSTANTIATE_TEST_SUITE_P(AllWidths, Packed64, ::testing::Range(0u, 65u),
                          [](const auto& info) { return "w" + std::to_string(info.param); });
 
-// --- list semantics that differ from the 32-bit family ---
-
 TEST(Packed64Lists, ListsAreOverwrittenAndPositionRangesKeepTheLastPair) {
   std::mt19937_64 rng(6);
   std::vector<Word> vals(200);
   for (std::size_t i = 0; i < vals.size(); ++i) vals[i] = i % 10;
-  std::vector<Word> w = iv64ref::pack(vals, 33, rng);
+  std::vector<Word> w = packed_ref::pack(vals, 33, rng);
   const IndexVector64Ref v(w.data(), 33);
   const auto hit = [&](std::size_t i) { return vals[i] == 2 || vals[i] == 3; };
   List last;  // the hits of [150, 175)

@@ -78,6 +78,18 @@ TEST(IndexVectorSerializeTest, GoldenForms) {
   EXPECT_EQ(zero.bits(), 0u);
 }
 
+// A deserializer with its own exact read is called through it.
+class OwnExactRead final : public VorexUtils::BinaryDeserializer {
+ public:
+  using BinaryDeserializer::BinaryDeserializer;
+  void readStringExactSize(char* data, unsigned long bytes) override {
+    ++calls;
+    BinaryDeserializer::readStringExactSize(data, bytes);
+  }
+  bool hasDefaultExactRead() const noexcept override { return false; }
+  int calls = 0;
+};
+
 TEST(IndexVectorSerializeTest, RoundTripReplacesTheOldContent) {
   std::mt19937 rng(9);
   for (unsigned bits = 0; bits <= 32; ++bits) {
@@ -88,9 +100,10 @@ TEST(IndexVectorSerializeTest, RoundTripReplacesTheOldContent) {
     VorexUtils::BinarySerializer s(out);
     build(bits, in).serialize(s);
     IndexVector target = build(7, {1, 2, 3, 4, 5, 6, 7, 8, 9});
-    VorexUtils::BinaryDeserializer d(out.data(), out.size());
+    OwnExactRead d(out.data(), out.size());
     target.deserialize(d);
     EXPECT_EQ(d.remaining(), 0u);
+    EXPECT_EQ(d.calls, 1);
     EXPECT_EQ(target.bits(), bits);
     EXPECT_EQ(values(target), in);
   }
@@ -141,29 +154,25 @@ TEST(IndexVectorSerializeTest, EveryLayoutConvertsToTheRunningOne) {
   }
 }
 
-TEST(IndexVectorSerializeTest, ConversionIsTracedAtLevelThree) {
+TEST(IndexVectorSerializeTest, ConversionAndUnknownLayoutsAreTraced) {
   Diagnose::testing::TraceCapture cap({{TRACE_INDEXVECTOR, 3}});
   load(encode({1, 2, 3}, 5, VorexUtils::IV_BIG64l));
   load(encode({1, 2, 3}, 5, VorexUtils::IV_LITTLE64l));  // nothing to do: not traced
-  const auto texts = cap.texts(TRACE_INDEXVECTOR);
-  ASSERT_EQ(texts.size(), 1u) << cap.dump();
-  // The conversion runs on the provisional size: 8 bytes hold 12 values of 5 bits.
-  EXPECT_EQ(texts[0], "converting from byteorder IV_BIG64l to IV_LITTLE64l, 5 bits, size 12");
+  EXPECT_EQ(cap.texts(TRACE_INDEXVECTOR).size(), 1u) << cap.dump();
   EXPECT_EQ(cap.count(TRACE_INDEXVECTOR, 3), 1u);
-}
-
-TEST(IndexVectorSerializeTest, UnknownLayoutIsTracedAndRejected) {
-  Diagnose::testing::TraceCapture cap({{TRACE_INDEXVECTOR, 1}});
-  std::string bytes = header(3, 8 << 8 | 5, 8) + le(0xC41, 8);
   try {
-    load(bytes);
+    load(header(3, 8 << 8 | 5, 8) + le(0xC41, 8));
     FAIL() << "accepted";
   } catch (const ltt::ios_base::failure& e) {
     EXPECT_STREQ(e.what(), "unknown IndexVector byte order");
   }
-  ASSERT_EQ(cap.count(TRACE_INDEXVECTOR, 1), 1u) << cap.dump();
-  EXPECT_EQ(cap.texts(TRACE_INDEXVECTOR)[0],
+  // The conversion runs on the provisional size: 8 bytes hold 12 values of 5 bits.
+  const auto texts = cap.texts(TRACE_INDEXVECTOR);
+  ASSERT_GE(texts.size(), 2u) << cap.dump();
+  EXPECT_EQ(texts[0], "converting from byteorder IV_BIG64l to IV_LITTLE64l, 5 bits, size 12");
+  EXPECT_EQ(texts.back(),
             "found no way to convert byteorder UNKNOWN_BYTEORDER to IV_LITTLE64l, 5 bits, size 12");
+  EXPECT_EQ(cap.count(TRACE_INDEXVECTOR, 1), 1u);
   // Without a stream there is nothing to misread.
   EXPECT_EQ(load(header(0, 8 << 8 | 5, 0)).bits(), 5u);
   EXPECT_EQ(load(header(9, 200 << 8, 8) + le(0, 8)).size(), 9u);
@@ -189,33 +198,11 @@ TEST(IndexVectorSerializeTest, ShortDataThrowsAfterReleasing) {
   }
 }
 
-// A deserializer with its own exact read is called through it.
-class OwnExactRead final : public VorexUtils::BinaryDeserializer {
- public:
-  using BinaryDeserializer::BinaryDeserializer;
-  void readStringExactSize(char* data, unsigned long bytes) override {
-    ++calls;
-    BinaryDeserializer::readStringExactSize(data, bytes);
-  }
-  bool hasDefaultExactRead() const noexcept override { return false; }
-  int calls = 0;
-};
-
-TEST(IndexVectorSerializeTest, OverriddenExactReadIsUsed) {
-  const std::string bytes = encode({3, 1, 4, 1, 5}, 3, VorexUtils::IV_LITTLE64l);
-  OwnExactRead d(bytes.data(), bytes.size());
-  IndexVector v;
-  v.deserialize(d);
-  EXPECT_EQ(d.calls, 1);
-  EXPECT_EQ(values(v), (std::vector<std::uint32_t>{3, 1, 4, 1, 5}));
-}
-
 TEST(IndexVectorSerializeTest, NumaMapCoversTheBuffer) {
   IndexVector v;
   v.resize(4096, 1);  // 2048 words, touched by the fill
   MemoryManager::TransientMetadataNUMAInfo info;
   v.getPageNumaLocationMap(info);
-  EXPECT_EQ(info.calls(), 1u);
   EXPECT_GE(info.totalPages(), 4u);
   EXPECT_EQ(info.unknownPages(), 0u);
 }
