@@ -8,6 +8,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "VorexUtils/BitVector.hpp"
@@ -25,6 +26,10 @@ constexpr size_t kHeadRoom = 1024;  // list entries made free before the head (6
 
 constexpr uint64_t lowMask(unsigned n) { return n >= 64 ? ~uint64_t{0} : (uint64_t{1} << n) - 1; }
 
+// The per-group building blocks must melt into one loop body per width, whatever the inliner's
+// budget says.
+#define VOREX_INLINE inline __attribute__((always_inline))
+
 /// Forces a constant expression to be folded at compile time in every build type.
 template <uint64_t V>
 inline constexpr uint64_t kConst = V;
@@ -41,7 +46,7 @@ struct SearchArgs {
 
 /// Value J of a group that starts at a word boundary.
 template <unsigned B, unsigned J>
-inline unsigned valueAt(const Word* w) noexcept {
+VOREX_INLINE unsigned valueAt(const Word* w) noexcept {
   constexpr unsigned p = J * B, q = p / 64, s = p % 64;
   Word v = w[q] >> s;
   if constexpr (s + B > 64) v |= w[q + 1] << (64 - s);
@@ -50,21 +55,57 @@ inline unsigned valueAt(const Word* w) noexcept {
 
 /// Hit mask of a group tested one value at a time: bit J is the test of value J.
 template <unsigned B, class Probe>
-inline uint64_t perValueGroup(const Word* w, const Probe& probe) noexcept {
-  return [&]<size_t... J>(std::index_sequence<J...>) {
+VOREX_INLINE uint64_t perValueGroup(const Word* w, const Probe& probe) noexcept {
+  return [&]<size_t... J>(std::index_sequence<J...>) __attribute__((always_inline)) {
     return ((uint64_t{probe.single(valueAt<B, J>(w))} << J) | ...);
   }(std::make_index_sequence<kGroup>{});
 }
 
 // ---------------------------------------------------------------------------------------------
-// Range test on whole words (SWAR). A window holds K = 64 / B fields from bit 0. Even fields and
+// Range test on whole words (SWAR). A window holds K <= 64 / B fields from bit 0. Even fields and
 // odd fields (shifted down by B) are tested apart, so that every field has a free guard bit just
 // above it: (x | guard) - lo keeps the guard iff x >= lo, (hi | guard) - x keeps it iff x <= hi,
 // and no borrow leaves a slot because lo and hi never exceed the value mask.
+// The same code runs on one 64-bit lane (one group) or on two lanes of a 128-bit vector (two
+// neighbouring groups, whose words have the same layout B words apart). The vector type is the
+// compiler's generic one: at the baseline it becomes SSE2, which every x86-64 processor has.
+
+using Pair = uint64_t __attribute__((vector_size(16)));
+
+template <class V>
+constexpr bool kIsPair = std::is_same_v<V, Pair>;
+
+/// Word q of the group at w, and for a pair also word q of the group B words further.
+template <class V, unsigned B>
+VOREX_INLINE V loadWord(const Word* w, unsigned q) noexcept {
+  if constexpr (kIsPair<V>)
+    return Pair{w[q], w[q + B]};
+  else
+    return w[q];
+}
+
+/// Fields per window: at most 64 / B, fewer when that saves work. Costs are operations per
+/// window: a window of several fields splits, tests two halves, joins and folds them; a window
+/// of one field only tests it.
+constexpr unsigned chunkFields(unsigned bits) {
+#ifdef VOREX_SEARCH_CHUNK
+  if (bits == VOREX_SEARCH_BITS) return VOREX_SEARCH_CHUNK;
+#endif
+  unsigned best = 64 / bits, bestCost = ~0u;
+  for (unsigned k = 64 / bits; k >= 1; --k) {
+    unsigned cost = 0;
+    for (unsigned first = 0; first < 64; first += k) {
+      const unsigned fields = std::min(k, 64 - first);
+      cost += fields == 1 ? 13 : 30 + 4 * std::bit_width(fields - 1);
+    }
+    if (cost < bestCost) best = k, bestCost = cost;
+  }
+  return best;
+}
 
 template <unsigned B>
 struct Swar {
-  static constexpr unsigned K = 64 / B;
+  static constexpr unsigned K = chunkFields(B);
   /// Bit 0 of each slot of 2B bits that holds a field of the window (even fields only).
   static constexpr uint64_t ONE = [] {
     uint64_t v = 0;
@@ -90,11 +131,11 @@ struct Swar {
   }
 
   /// Moves k flags at stride B (bit j * B) to bits 0..k-1.
-  template <unsigned k>
-  static uint64_t gather(uint64_t f) noexcept {
+  template <unsigned k, class V>
+  static VOREX_INLINE V gather(V f) noexcept {
     if constexpr (k == 1) {
       return f;
-    } else if constexpr (k <= B) {
+    } else if constexpr (k <= B && !kIsPair<V>) {
       // One multiply: with k <= B the shifted copies never meet, so no carry reaches the result.
       constexpr unsigned T = (k - 1) * (B - 1);
       constexpr uint64_t M = [] {
@@ -104,9 +145,10 @@ struct Swar {
       }();
       return ((f * M) >> T) & lowMask(k);
     } else {
-      // Pairwise folding: step n joins neighbouring clusters of 2^(n-1) flags.
+      // Pairwise folding (no 64-bit vector multiply at the baseline): step n joins neighbouring
+      // clusters of 2^(n-1) flags.
       constexpr unsigned steps = std::bit_width(k - 1);
-      return [&]<unsigned... N>(std::integer_sequence<unsigned, N...>) {
+      return [&]<unsigned... N>(std::integer_sequence<unsigned, N...>) __attribute__((always_inline)) {
         ((f = (f | (f >> ((1u << N) * (B - 1)))) & kConst<foldMask(k, N + 1)>), ...);
         return f;
       }(std::make_integer_sequence<unsigned, steps>{});
@@ -115,31 +157,51 @@ struct Swar {
 };
 
 /// Range test of fields J0 .. J0+k-1 of a group; their hit bits at J0 .. J0+k-1.
-template <unsigned B, unsigned J0>
-inline uint64_t rangeChunk(const Word* w, uint64_t lo, uint64_t hiGuard) noexcept {
+template <unsigned B, unsigned J0, class V>
+VOREX_INLINE V rangeChunk(const Word* w, V lo, V hiGuard) noexcept {
   using S = Swar<B>;
   constexpr unsigned k = std::min(S::K, 64 - J0);
   constexpr unsigned p = J0 * B, q = p / 64, s = p % 64;
-  Word win = w[q] >> s;
-  if constexpr (s != 0 && s + k * B > 64) win |= w[q + 1] << (64 - s);
-  const Word x0 = win & S::FIELDS;
-  const Word x1 = (win >> B) & S::FIELDS;
-  const Word f0 = ((x0 | S::GUARD) - lo) & (hiGuard - x0) & S::GUARD;
-  const Word f1 = ((x1 | S::GUARD) - lo) & (hiGuard - x1) & S::GUARD;
-  const Word f = ((f0 >> B) | f1) & kConst<S::flags(k)>;
-  return S::template gather<k>(f) << J0;
+  V win = loadWord<V, B>(w, q) >> s;
+  if constexpr (s != 0 && s + k * B > 64) win |= loadWord<V, B>(w, q + 1) << (64 - s);
+  if constexpr (S::K == 1) {
+    // One field: its guard bit is free once the window is masked, and the flag moves straight
+    // from the guard bit to its place.
+    const V x = win & S::FIELDS;
+    const V f = ((x | S::GUARD) - lo) & (hiGuard - x) & S::GUARD;
+    if constexpr (J0 >= B)
+      return f << (J0 - B);
+    else
+      return f >> (B - J0);
+  } else {
+    const V x0 = win & S::FIELDS;
+    const V x1 = (win >> B) & S::FIELDS;
+    const V f0 = ((x0 | S::GUARD) - lo) & (hiGuard - x0) & S::GUARD;
+    const V f1 = ((x1 | S::GUARD) - lo) & (hiGuard - x1) & S::GUARD;
+    const V f = ((f0 >> B) | f1) & kConst<S::flags(k)>;
+    return S::template gather<k>(f) << J0;
+  }
 }
 
-/// Widths tested on whole words; wider values have too few fields per word to gain from it.
+/// Hit masks of one group (V = uint64_t) or of two neighbouring groups (V = Pair).
+template <unsigned B, class V>
+VOREX_INLINE V rangeGroup(const Word* w, V lo, V hiGuard) noexcept {
+  constexpr unsigned K = Swar<B>::K;
+  return [&]<unsigned... C>(std::integer_sequence<unsigned, C...>) __attribute__((always_inline)) {
+    return (rangeChunk<B, C * K>(w, lo, hiGuard) | ...);
+  }(std::make_integer_sequence<unsigned, (kGroup + K - 1) / K>{});
+}
+
+/// Widths tested on whole words; width 1 has its own test.
 template <unsigned B>
-constexpr bool kSwarWidth = B >= 2 && B <= 16;
+constexpr bool kSwarWidth = B >= 2 && B <= 32;
 
 /// Width 1: the values are the bits, so a set of matching values is a choice among word and
 /// complement.
 struct OneBitSets {
   Word ones = 0;   // all ones iff value 1 matches
   Word zeros = 0;  // all ones iff value 0 matches
-  uint64_t group(const Word* w) const noexcept { return (w[0] & ones) | (~w[0] & zeros); }
+  VOREX_INLINE uint64_t group(const Word* w) const noexcept { return (w[0] & ones) | (~w[0] & zeros); }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -166,19 +228,26 @@ class RangeProbe {
   }
 
   /// rangeFrom <= v < rangeTo as one unsigned compare; m_width 0 for an empty range.
-  bool single(unsigned v) const noexcept { return v - m_from < m_width; }
+  VOREX_INLINE bool single(unsigned v) const noexcept { return v - m_from < m_width; }
 
-  uint64_t group(const Word* w) const noexcept {
+  /// Whether group pairs pays off: the range test on whole words runs on two lanes.
+  static constexpr bool kPairs = kSwarWidth<B>;
+
+  VOREX_INLINE uint64_t group(const Word* w) const noexcept {
     if constexpr (B == 1) {
       return m_bits.group(w);
     } else if constexpr (kSwarWidth<B>) {
-      constexpr unsigned K = Swar<B>::K;
-      return [&]<unsigned... C>(std::integer_sequence<unsigned, C...>) {
-        return (rangeChunk<B, C * K>(w, m_lo, m_hiGuard) | ...);
-      }(std::make_integer_sequence<unsigned, (kGroup + K - 1) / K>{});
+      return rangeGroup<B>(w, m_lo, m_hiGuard);
     } else {
       return perValueGroup<B>(w, *this);
     }
+  }
+
+  /// Hit masks of the groups at w and w + B (words).
+  VOREX_INLINE Pair groupPair(const Word* w) const noexcept
+    requires kSwarWidth<B>
+  {
+    return rangeGroup<B>(w, Pair{m_lo, m_lo}, Pair{m_hiGuard, m_hiGuard});
   }
 
  private:
@@ -201,12 +270,14 @@ class FilterProbe {
     }
   }
 
-  bool single(unsigned v) const noexcept {
+  VOREX_INLINE bool single(unsigned v) const noexcept {
     if constexpr (B <= 6) return (m_first >> v) & 1;
     return (m_filter[v >> 6] >> (v & 63)) & 1;
   }
 
-  uint64_t group(const Word* w) const noexcept {
+  static constexpr bool kPairs = false;
+
+  VOREX_INLINE uint64_t group(const Word* w) const noexcept {
     if constexpr (B == 1) return m_bits.group(w);
     return perValueGroup<B>(w, *this);
   }
@@ -238,6 +309,13 @@ size_t bitsBody(size_t pos, size_t end, const Word* data, Word* out, const Searc
     return pos + groups * kGroup;
   } else {
     const Word* w = data + (pos >> 6) * B;
+    if constexpr (Probe<B>::kPairs) {
+      for (; end - pos >= 2 * kGroup; pos += 2 * kGroup, w += 2 * B, r += 2) {
+        const Pair hits = probe.groupPair(w);
+        r[0] |= hits[0];
+        r[1] |= hits[1];
+      }
+    }
     for (; end - pos >= kGroup; pos += kGroup, w += B, ++r) *r |= probe.group(w);
     if constexpr (B == 32) {
       // Two values per word: go on by pairs; they all fall into the result word at r.
@@ -296,13 +374,26 @@ size_t listBody(size_t pos, size_t end, const Word* data, ltt::vector<unsigned i
       idx += probe.single(static_cast<unsigned>(*w >> 32));
     }
   } else {
-    const Word* w = data + (pos >> 6) * B;
-    for (; end - pos >= kGroup; pos += kGroup, w += B) {
+    // Room for a group is made before each group, as if they came one by one.
+    auto room = [&] {
       if (raw - idx < kGroup) {
         raw *= 2;
         result.rawResize_(raw);
         out = result.data();
       }
+    };
+    const Word* w = data + (pos >> 6) * B;
+    if constexpr (Probe<B>::kPairs) {
+      for (; end - pos >= 2 * kGroup; pos += 2 * kGroup, w += 2 * B) {
+        const Pair hits = probe.groupPair(w);
+        room();
+        idx = emitPositions(out, idx, static_cast<unsigned>(pos), hits[0]);
+        room();
+        idx = emitPositions(out, idx, static_cast<unsigned>(pos + kGroup), hits[1]);
+      }
+    }
+    for (; end - pos >= kGroup; pos += kGroup, w += B) {
+      room();
       idx = emitPositions(out, idx, static_cast<unsigned>(pos), probe.group(w));
     }
   }
