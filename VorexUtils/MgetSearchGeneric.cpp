@@ -8,6 +8,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -329,11 +330,56 @@ size_t bitsBody(size_t pos, size_t end, const Word* data, Word* out, const Searc
   }
 }
 
-/// Appends base + i for every set bit i of m; the caller guarantees 64 free entries.
-inline size_t emitPositions(unsigned* out, size_t idx, unsigned base, uint64_t m) noexcept {
-  for (; m != 0; m &= m - 1) out[idx++] = base + static_cast<unsigned>(std::countr_zero(m));
-  return idx;
-}
+/// Set-bit positions of every byte value, in ascending order, and their number.
+struct ByteExpansion {
+  alignas(16) std::uint32_t offsets[256][8];  // 8 KiB: two plain loads per byte, no unpacking
+  std::uint8_t count[256];
+};
+constexpr ByteExpansion kExpansion = [] {
+  ByteExpansion e{};
+  for (unsigned v = 0; v < 256; ++v) {
+    unsigned n = 0;
+    for (unsigned i = 0; i < 8; ++i)
+      if ((v >> i) & 1) e.offsets[v][n++] = i;
+    e.count[v] = static_cast<std::uint8_t>(n);
+  }
+  return e;
+}();
+
+/// Turns hit masks into positions base + i for every set bit i; the caller guarantees 64 free
+/// entries. Sparse masks walk their set bits. Dense ones expand a byte at a time from a table,
+/// storing eight candidates and keeping as many as the byte has bits: no branch per hit, and
+/// entries past the kept ones are overwritten or cut off later. The mode follows the previous
+/// group, which is stable for a given data and range, so its branch predicts well.
+class PositionEmitter {
+ public:
+  VOREX_INLINE size_t operator()(unsigned* out, size_t idx, unsigned base, uint64_t m) noexcept {
+    const size_t start = idx;
+    if (m_dense) {
+      using Lanes4 = std::uint32_t __attribute__((vector_size(16)));
+      for (unsigned b = 0; b < 8; ++b) {
+        const unsigned byte = static_cast<unsigned>(m >> (8 * b)) & 0xFF;
+        Lanes4 lo, hi;
+        std::memcpy(&lo, kExpansion.offsets[byte], 16);
+        std::memcpy(&hi, kExpansion.offsets[byte] + 4, 16);
+        const unsigned first = base + 8 * b;
+        lo += first;
+        hi += first;
+        std::memcpy(out + idx, &lo, 16);
+        std::memcpy(out + idx + 4, &hi, 16);
+        idx += kExpansion.count[byte];
+      }
+    } else {
+      for (; m != 0; m &= m - 1) out[idx++] = base + static_cast<unsigned>(std::countr_zero(m));
+    }
+    m_dense = idx - start >= kDenseHits;
+    return idx;
+  }
+
+ private:
+  static constexpr size_t kDenseHits = 16;  // where the table's fixed cost meets the bit walk
+  bool m_dense = false;
+};
 
 template <unsigned B, template <unsigned> class Probe>
 size_t listBody(size_t pos, size_t end, const Word* data, ltt::vector<unsigned int>& result,
@@ -382,19 +428,20 @@ size_t listBody(size_t pos, size_t end, const Word* data, ltt::vector<unsigned i
         out = result.data();
       }
     };
+    PositionEmitter emit;
     const Word* w = data + (pos >> 6) * B;
     if constexpr (Probe<B>::kPairs) {
       for (; end - pos >= 2 * kGroup; pos += 2 * kGroup, w += 2 * B) {
         const Pair hits = probe.groupPair(w);
         room();
-        idx = emitPositions(out, idx, static_cast<unsigned>(pos), hits[0]);
+        idx = emit(out, idx, static_cast<unsigned>(pos), hits[0]);
         room();
-        idx = emitPositions(out, idx, static_cast<unsigned>(pos + kGroup), hits[1]);
+        idx = emit(out, idx, static_cast<unsigned>(pos + kGroup), hits[1]);
       }
     }
     for (; end - pos >= kGroup; pos += kGroup, w += B) {
       room();
-      idx = emitPositions(out, idx, static_cast<unsigned>(pos), probe.group(w));
+      idx = emit(out, idx, static_cast<unsigned>(pos), probe.group(w));
     }
   }
   idxInOut = idx;
