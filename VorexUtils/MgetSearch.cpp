@@ -21,8 +21,7 @@ void IndexVectorRef::mgetSearch(unsigned long from, unsigned long count, unsigne
   if (detail::gUseMgetSearchSSE) {
     // The kernels grow the list through the wrapper; it appends behind the present size.
     VectorWrapper wrapper(result);
-    detail::gMgetSearchPtr_C_Fn(from, count, rangeFrom, rangeTo, wrapper, m_bits, m_buffer,
-                                m_mask);
+    detail::gMgetSearchPtr_C_Fn(from, count, rangeFrom, rangeTo, wrapper, m_bits, m_buffer, m_mask);
   } else {
     mgetSearchGeneric(from, count, rangeFrom, rangeTo, result, m_bits, m_buffer, m_mask);
   }

@@ -55,11 +55,10 @@ VOREX_INLINE unsigned valueAt(const Word* w) noexcept {
 }
 
 /// Hit mask of a group tested one value at a time: bit J is the test of value J.
-template <unsigned B, class Probe>
-VOREX_INLINE uint64_t perValueGroup(const Word* w, const Probe& probe) noexcept {
-  return [&]<size_t... J>(std::index_sequence<J...>) __attribute__((always_inline)) {
-    return ((uint64_t{probe.single(valueAt<B, J>(w))} << J) | ...);
-  }(std::make_index_sequence<kGroup>{});
+template <unsigned B, class Probe, size_t... J>
+VOREX_INLINE uint64_t perValueGroup(const Word* w, const Probe& probe,
+                                    std::index_sequence<J...>) noexcept {
+  return ((uint64_t{probe.single(valueAt<B, J>(w))} << J) | ...);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -87,11 +86,9 @@ VOREX_INLINE V loadWord(const Word* w, unsigned q) noexcept {
 
 /// Fields per window: at most 64 / B, fewer when that saves work. Costs are operations per
 /// window: a window of several fields splits, tests two halves, joins and folds them; a window
-/// of one field only tests it.
+/// of one field only tests it. (Checked against instruction counts: 7 bits take 8 fields, 22
+/// bits and more take 1.)
 constexpr unsigned chunkFields(unsigned bits) {
-#ifdef VOREX_SEARCH_CHUNK
-  if (bits == VOREX_SEARCH_BITS) return VOREX_SEARCH_CHUNK;
-#endif
   unsigned best = 64 / bits, bestCost = ~0u;
   for (unsigned k = 64 / bits; k >= 1; --k) {
     unsigned cost = 0;
@@ -114,7 +111,8 @@ struct Swar {
     return v;
   }();
   static constexpr uint64_t FIELDS = ONE * lowMask(B);
-  static constexpr uint64_t GUARD = ONE << B;  // below bit 64: KB < 64 whenever K is odd
+  // The highest guard bit is (K - 1) B or K B, below 64: K B reaches 64 only for even K.
+  static constexpr uint64_t GUARD = ONE << B;
 
   /// Bits j * B for the k fields of a chunk, where field j's flag ends up.
   static constexpr uint64_t flags(unsigned k) {
@@ -146,14 +144,16 @@ struct Swar {
       }();
       return ((f * M) >> T) & lowMask(k);
     } else {
-      // Pairwise folding (no 64-bit vector multiply at the baseline): step n joins neighbouring
-      // clusters of 2^(n-1) flags.
-      constexpr unsigned steps = std::bit_width(k - 1);
-      return [&]<unsigned... N>(std::integer_sequence<unsigned, N...>) __attribute__((always_inline)) {
-        ((f = (f | (f >> ((1u << N) * (B - 1)))) & kConst<foldMask(k, N + 1)>), ...);
-        return f;
-      }(std::make_integer_sequence<unsigned, steps>{});
+      // Pairwise folding (no 64-bit vector multiply at the baseline).
+      return fold<k>(f, std::make_integer_sequence<unsigned, std::bit_width(k - 1)>{});
     }
+  }
+
+  /// Step N + 1 joins neighbouring clusters of 2^N flags into clusters of 2^(N+1).
+  template <unsigned k, class V, unsigned... N>
+  static VOREX_INLINE V fold(V f, std::integer_sequence<unsigned, N...>) noexcept {
+    ((f = (f | (f >> ((1u << N) * (B - 1)))) & kConst<foldMask(k, N + 1)>), ...);
+    return f;
   }
 };
 
@@ -184,13 +184,18 @@ VOREX_INLINE V rangeChunk(const Word* w, V lo, V hiGuard) noexcept {
   }
 }
 
+template <unsigned B, class V, unsigned... C>
+VOREX_INLINE V rangeChunks(const Word* w, V lo, V hiGuard,
+                           std::integer_sequence<unsigned, C...>) noexcept {
+  return (rangeChunk<B, C * Swar<B>::K>(w, lo, hiGuard) | ...);
+}
+
 /// Hit masks of one group (V = uint64_t) or of two neighbouring groups (V = Pair).
 template <unsigned B, class V>
 VOREX_INLINE V rangeGroup(const Word* w, V lo, V hiGuard) noexcept {
   constexpr unsigned K = Swar<B>::K;
-  return [&]<unsigned... C>(std::integer_sequence<unsigned, C...>) __attribute__((always_inline)) {
-    return (rangeChunk<B, C * K>(w, lo, hiGuard) | ...);
-  }(std::make_integer_sequence<unsigned, (kGroup + K - 1) / K>{});
+  return rangeChunks<B>(w, lo, hiGuard,
+                        std::make_integer_sequence<unsigned, (kGroup + K - 1) / K>{});
 }
 
 /// Widths tested on whole words; width 1 has its own test.
@@ -202,7 +207,9 @@ constexpr bool kSwarWidth = B >= 2 && B <= 32;
 struct OneBitSets {
   Word ones = 0;   // all ones iff value 1 matches
   Word zeros = 0;  // all ones iff value 0 matches
-  VOREX_INLINE uint64_t group(const Word* w) const noexcept { return (w[0] & ones) | (~w[0] & zeros); }
+  VOREX_INLINE uint64_t group(const Word* w) const noexcept {
+    return (w[0] & ones) | (~w[0] & zeros);
+  }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -231,23 +238,18 @@ class RangeProbe {
   /// rangeFrom <= v < rangeTo as one unsigned compare; m_width 0 for an empty range.
   VOREX_INLINE bool single(unsigned v) const noexcept { return v - m_from < m_width; }
 
-  /// Whether group pairs pays off: the range test on whole words runs on two lanes.
+  /// Two groups per pass: the range test on whole words runs on two lanes.
   static constexpr bool kPairs = kSwarWidth<B>;
 
   VOREX_INLINE uint64_t group(const Word* w) const noexcept {
-    if constexpr (B == 1) {
+    if constexpr (B == 1)
       return m_bits.group(w);
-    } else if constexpr (kSwarWidth<B>) {
+    else
       return rangeGroup<B>(w, m_lo, m_hiGuard);
-    } else {
-      return perValueGroup<B>(w, *this);
-    }
   }
 
   /// Hit masks of the groups at w and w + B (words).
-  VOREX_INLINE Pair groupPair(const Word* w) const noexcept
-    requires kSwarWidth<B>
-  {
+  VOREX_INLINE Pair groupPair(const Word* w) const noexcept requires kSwarWidth<B> {
     return rangeGroup<B>(w, Pair{m_lo, m_lo}, Pair{m_hiGuard, m_hiGuard});
   }
 
@@ -280,7 +282,7 @@ class FilterProbe {
 
   VOREX_INLINE uint64_t group(const Word* w) const noexcept {
     if constexpr (B == 1) return m_bits.group(w);
-    return perValueGroup<B>(w, *this);
+    return perValueGroup<B>(w, *this, std::make_index_sequence<kGroup>{});
   }
 
  private:
@@ -347,38 +349,51 @@ constexpr ByteExpansion kExpansion = [] {
 }();
 
 /// Turns hit masks into positions base + i for every set bit i; the caller guarantees 64 free
-/// entries. Sparse masks walk their set bits. Dense ones expand a byte at a time from a table,
-/// storing eight candidates and keeping as many as the byte has bits: no branch per hit, and
-/// entries past the kept ones are overwritten or cut off later. The mode follows the previous
-/// group, which is stable for a given data and range, so its branch predicts well.
+/// entries. Dense masks expand a byte at a time from a table, storing eight candidates and
+/// keeping as many as the byte has bits: a fixed cost without a branch per hit, and entries past
+/// the kept ones are overwritten or cut off later. Sparse masks walk their set bits, which costs
+/// a mispredicted loop exit about once per group. The mode follows a running average of hits
+/// per group, which is stable for given data and range, so its own branch predicts well.
 class PositionEmitter {
  public:
   VOREX_INLINE size_t operator()(unsigned* out, size_t idx, unsigned base, uint64_t m) noexcept {
     const size_t start = idx;
-    if (m_dense) {
-      using Lanes4 = std::uint32_t __attribute__((vector_size(16)));
-      for (unsigned b = 0; b < 8; ++b) {
-        const unsigned byte = static_cast<unsigned>(m >> (8 * b)) & 0xFF;
-        Lanes4 lo, hi;
-        std::memcpy(&lo, kExpansion.offsets[byte], 16);
-        std::memcpy(&hi, kExpansion.offsets[byte] + 4, 16);
-        const unsigned first = base + 8 * b;
-        lo += first;
-        hi += first;
-        std::memcpy(out + idx, &lo, 16);
-        std::memcpy(out + idx + 4, &hi, 16);
-        idx += kExpansion.count[byte];
-      }
+    if (m_load >= kDenseLoad) {
+      idx = expandBytes(out, idx, base, m, std::make_integer_sequence<unsigned, 8>{});
     } else {
       for (; m != 0; m &= m - 1) out[idx++] = base + static_cast<unsigned>(std::countr_zero(m));
     }
-    m_dense = idx - start >= kDenseHits;
+    m_load = m_load - (m_load >> 2) + (idx - start);  // four times the average in steady state
     return idx;
   }
 
  private:
-  static constexpr size_t kDenseHits = 16;  // where the table's fixed cost meets the bit walk
-  bool m_dense = false;
+  using Lanes4 = std::uint32_t __attribute__((vector_size(16)));
+
+  /// Byte b of m, at its place base + 8 b; constant shifts, no loop.
+  template <unsigned... b>
+  static VOREX_INLINE size_t expandBytes(unsigned* out, size_t idx, unsigned base, uint64_t m,
+                                         std::integer_sequence<unsigned, b...>) noexcept {
+    const Lanes4 first = Lanes4{} + base;
+    ((idx = expandByte<b>(out, idx, first, static_cast<unsigned>(m >> (8 * b)) & 0xFF)), ...);
+    return idx;
+  }
+
+  template <unsigned b>
+  static VOREX_INLINE size_t expandByte(unsigned* out, size_t idx, Lanes4 first,
+                                        unsigned byte) noexcept {
+    Lanes4 lo, hi;
+    std::memcpy(&lo, kExpansion.offsets[byte], 16);
+    std::memcpy(&hi, kExpansion.offsets[byte] + 4, 16);
+    lo += first + 8 * b;
+    hi += first + 8 * b;
+    std::memcpy(out + idx, &lo, 16);
+    std::memcpy(out + idx + 4, &hi, 16);
+    return idx + kExpansion.count[byte];
+  }
+
+  static constexpr size_t kDenseLoad = 4 * 12;  // measured: from about 12 hits per group
+  size_t m_load = 0;
 };
 
 template <unsigned B, template <unsigned> class Probe>

@@ -29,7 +29,8 @@ struct Packed {
   std::vector<unsigned> values;
   std::vector<unsigned long> words;  // used words and the spare word, nothing more
 
-  Packed(unsigned b, std::vector<unsigned> v, std::mt19937_64& rng) : bits(b), values(std::move(v)) {
+  Packed(unsigned b, std::vector<unsigned> v, std::mt19937_64& rng)
+      : bits(b), values(std::move(v)) {
     const std::size_t used = bits == 0 ? 1 : (std::uint64_t{bits} * values.size() + 63) / 64;
     words.resize(used + 1);
     for (auto& w : words) w = rng();
@@ -49,8 +50,8 @@ struct Packed {
 /// Values that bounds are made from: the ends of the width and a few random ones.
 std::vector<unsigned> pivotsFor(unsigned bits, std::mt19937_64& rng) {
   const unsigned m = maskOf(bits);
-  std::vector<unsigned> p = {0, 1, m, m - 1, m / 2, m / 2 + 1, unsigned(rng()) & m,
-                             unsigned(rng()) & m};
+  std::vector<unsigned> p = {
+      0, 1, m, m - 1, m / 2, m / 2 + 1, unsigned(rng()) & m, unsigned(rng()) & m};
   if (bits == 32) p.insert(p.end(), {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu});
   for (auto& v : p) v = std::min(v, m);
   return p;
@@ -65,9 +66,15 @@ std::vector<unsigned> valuesFor(unsigned bits, const std::vector<unsigned>& pivo
     const std::uint64_t pv = pivots[rng() % pivots.size()];
     std::uint64_t r = rng() & m;
     switch (rng() % 4) {
-      case 0: r = pv == 0 ? 0 : pv - 1; break;
-      case 1: r = pv; break;
-      case 2: r = pv + 1; break;
+      case 0:
+        r = pv == 0 ? 0 : pv - 1;
+        break;
+      case 1:
+        r = pv;
+        break;
+      case 2:
+        r = pv + 1;
+        break;
     }
     x = unsigned(std::min(r, m));
   }
@@ -75,15 +82,16 @@ std::vector<unsigned> valuesFor(unsigned bits, const std::vector<unsigned>& pivo
 }
 
 /// Every kind of bound: ordinary, empty, rangeTo 0, above the mask, equality, full.
-std::vector<std::pair<unsigned, unsigned>> boundsFor(unsigned bits, const std::vector<unsigned>& p) {
+std::vector<std::pair<unsigned, unsigned>> boundsFor(unsigned bits,
+                                                     const std::vector<unsigned>& p) {
   const std::uint64_t m = maskOf(bits);
-  std::vector<std::pair<unsigned, unsigned>> b = {{0, kAll}, {0, 0}, {5, 0}, {p[6], p[6]},
-                                                  {p[7] + 1, p[7]}, {0, 1}};
+  std::vector<std::pair<unsigned, unsigned>> b = {{0, kAll},    {0, 0},           {5, 0},
+                                                  {p[6], p[6]}, {p[7] + 1, p[7]}, {0, 1}};
   for (std::size_t i = 0; i < p.size(); ++i) {
-    b.emplace_back(p[i], p[i] + 1);                    // equality (wraps to rangeTo 0 at kAll)
-    b.emplace_back(p[i], p[(i + 3) % p.size()]);       // ordinary or empty
+    b.emplace_back(p[i], p[i] + 1);               // equality (wraps to rangeTo 0 at kAll)
+    b.emplace_back(p[i], p[(i + 3) % p.size()]);  // ordinary or empty
     b.emplace_back(p[i], unsigned(std::min<std::uint64_t>(m + 1, kAll)));  // up to the mask
-    b.emplace_back(p[i], kAll);                        // far above the mask
+    b.emplace_back(p[i], kAll);                                            // far above the mask
   }
   if (m < kAll) b.insert(b.end(), {{unsigned(m + 1), kAll}, {unsigned(m + 1), unsigned(m + 2)}});
   return b;
@@ -92,9 +100,10 @@ std::vector<std::pair<unsigned, unsigned>> boundsFor(unsigned bits, const std::v
 /// Start and count: inside the head, to the next multiple, across groups, to the end, empty.
 std::vector<std::pair<std::size_t, std::size_t>> windows(std::mt19937_64& rng) {
   std::vector<std::pair<std::size_t, std::size_t>> w = {
-      {0, kSize}, {0, 0},    {5, 0},     {0, 1},      {63, 1},          {64, 64},   {1, 62},
-      {10, 40},   {3, 61},   {3, 62},    {65, 190},   {100, kSize - 100}, {128, 128}, {127, 2},
-      {62, 200},  {64, 66},  {64, 127},  {kSize - 1, 1}, {kSize - 63, 63}, {kSize - 40, 40}};
+      {0, kSize},       {0, 0},          {5, 0},    {0, 1},   {63, 1},   {64, 64},
+      {1, 62},          {10, 40},        {3, 61},   {3, 62},  {65, 190}, {100, kSize - 100},
+      {128, 128},       {127, 2},        {62, 200}, {64, 66}, {64, 127}, {kSize - 1, 1},
+      {kSize - 63, 63}, {kSize - 40, 40}};
   for (int i = 0; i < 10; ++i) {
     const std::size_t from = rng() % kSize;
     w.emplace_back(from, rng() % (kSize - from + 1));
@@ -142,8 +151,8 @@ TEST_P(MgetSearchSweep, RangeMatchesReference) {
   const IndexVectorRef ref = d.view();
   for (auto [from, count] : windows(rng)) {
     for (auto [lo, hi] : boundsFor(bits, pivots)) {
-      SCOPED_TRACE("from " + std::to_string(from) + " count " + std::to_string(count) +
-                   " range [" + std::to_string(lo) + ", " + std::to_string(hi) + ")");
+      SCOPED_TRACE("from " + std::to_string(from) + " count " + std::to_string(count) + " range [" +
+                   std::to_string(lo) + ", " + std::to_string(hi) + ")");
       std::vector<unsigned> hits;
       for (std::size_t i = from; i < from + count; ++i)
         if (lo <= d.values[i] && d.values[i] < hi) hits.push_back(unsigned(i));
@@ -278,8 +287,8 @@ TEST(MgetSearch, WidthZeroFillsWholeWords) {
 
 TEST(MgetSearch, SignBitAtWidth32) {
   std::mt19937_64 rng(5);
-  const std::vector<unsigned> pattern = {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu, 0,
-                                         0x80000001u, 0x7FFFFFFEu};
+  const std::vector<unsigned> pattern = {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu,
+                                         0,           0x80000001u, 0x7FFFFFFEu};
   std::vector<unsigned> values(200);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] = pattern[i % pattern.size()];
   const Packed d(32, values, rng);
