@@ -2,6 +2,8 @@
 // 1 %) and a high (about 50 %) share of hits, in cache (64 Ki values) and out of cache (256 MiB
 // of packed data, at most 2^28 values), each beside the raw read of the same words.
 // Lists are searched in runs of 64 Ki positions and emptied between runs, as search jobs do.
+// The generic functions are called directly, whatever instruction set another benchmark of this
+// program has selected.
 //   bench_VorexUtils --benchmark_filter='BM_Search'
 #include <benchmark/benchmark.h>
 
@@ -59,13 +61,13 @@ void BM_SearchBits(benchmark::State& state) {
   const double baseline = vorex_bench::baselineSecondsPerPass(stream.data(), words);
   vorex_bench::LoopTimer timer;
   for (auto _ : state) {
-    v.mgetSearch(0, n, r.from, r.to, result);
+    VorexUtils::mgetSearchGenericResBv(0, n, r.from, r.to, result, bits, v.data(), v.mask());
     benchmark::ClobberMemory();
   }
   vorex_bench::reportAgainstBaseline(state, timer.secondsPerIteration(state), baseline, double(n),
                                      8.0 * double(words));
   result.clearAll();
-  v.mgetSearch(0, n, r.from, r.to, result);
+  VorexUtils::mgetSearchGenericResBv(0, n, r.from, r.to, result, bits, v.data(), v.mask());
   state.counters["hit_rate"] = double(result.countSet()) / double(n);
 }
 
@@ -84,7 +86,8 @@ void BM_SearchList(benchmark::State& state) {
     hits = 0;
     for (unsigned long pos = 0; pos < n; pos += kListRun) {
       result.clear();
-      v.mgetSearch(pos, std::min(kListRun, n - pos), r.from, r.to, result);
+      VorexUtils::mgetSearchGeneric(pos, std::min(kListRun, n - pos), r.from, r.to, result, bits,
+                                    v.data(), v.mask());
       hits += result.size();
     }
     benchmark::DoNotOptimize(hits);
