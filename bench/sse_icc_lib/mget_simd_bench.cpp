@@ -14,6 +14,7 @@
 #include "VorexUtils/IndexVectorRef.hpp"
 #include "common/Baseline.hpp"
 #include "sse_icc_lib/ProcessorInfo.hpp"
+#include "sse_icc_lib/filter_kernels.hpp"
 #include "sse_icc_lib/sse_icc_lib.hpp"
 
 namespace {
@@ -81,13 +82,21 @@ void mgetArgs(benchmark::internal::Benchmark* b) {
   }
 }
 
-BENCHMARK_CAPTURE(BM_Mget, generic, &VorexUtils::mgetGeneric, [] { return true; })
+bool always();
+BENCHMARK_CAPTURE(BM_Mget, generic, &VorexUtils::mgetGeneric, always)
     ->Apply(mgetArgs);
 BENCHMARK_CAPTURE(BM_Mget, sse4, &sse_icc_lib::mgeti_SSE4, haveSse4)->Apply(mgetArgs);
 BENCHMARK_CAPTURE(BM_Mget, avx2, &sse_icc_lib::mgeti_AVX2, haveAvx2)->Apply(mgetArgs);
 
 // Value-filter search into bits over 64 Ki values; the filter has a bit for every value.
-void BM_FilterSearch(benchmark::State& state, bool kernel) {
+using FilterFn = void (*)(std::size_t, std::size_t, const unsigned char*, unsigned char*,
+                          unsigned int, const sse_icc_lib::Word*, sse_icc_lib::Word);
+
+void BM_FilterSearch(benchmark::State& state, FilterFn kernel, bool (*supported)()) {
+  if (!supported()) {
+    state.SkipWithError("instruction set not offered by this processor");
+    return;
+  }
   const auto bits = static_cast<unsigned>(state.range(0));
   const unsigned long n = kInCache;
   const auto& words = stream(false);
@@ -104,7 +113,7 @@ void BM_FilterSearch(benchmark::State& state, bool kernel) {
   vorex_bench::LoopTimer timer;
   for (auto _ : state) {
     if (kernel) {
-      sse_icc_lib::mgetSearchBvResBv(0, n, static_cast<const unsigned char*>(f),
+      kernel(0, n, static_cast<const unsigned char*>(f),
                                      static_cast<unsigned char*>(r), bits, words.data(), mask);
     } else {
       VorexUtils::mgetSearchGenericBvResBv(0, n, filter, result, bits, words.data(), mask);
@@ -115,8 +124,17 @@ void BM_FilterSearch(benchmark::State& state, bool kernel) {
                                      8.0 * double(used));
 }
 
-BENCHMARK_CAPTURE(BM_FilterSearch, generic, false)->ArgName("bits")->DenseRange(4, 24, 4);
-BENCHMARK_CAPTURE(BM_FilterSearch, kernel, true)->ArgName("bits")->DenseRange(4, 24, 4);
+bool always() { return true; }
+BENCHMARK_CAPTURE(BM_FilterSearch, generic, nullptr, always)->ArgName("bits")->DenseRange(4, 24, 4);
+BENCHMARK_CAPTURE(BM_FilterSearch, kernel, &sse_icc_lib::mgetSearchBvResBv, always)
+    ->ArgName("bits")
+    ->DenseRange(4, 24, 4);
+BENCHMARK_CAPTURE(BM_FilterSearch, sse4_body, &sse_icc_lib::mgetSearchBvResBv_SSE4, haveSse4)
+    ->ArgName("bits")
+    ->DenseRange(4, 24, 4);
+BENCHMARK_CAPTURE(BM_FilterSearch, avx2_body, &sse_icc_lib::mgetSearchBvResBv_AVX2, haveAvx2)
+    ->ArgName("bits")
+    ->DenseRange(4, 24, 4);
 
 }  // namespace
 
