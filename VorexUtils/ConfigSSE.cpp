@@ -24,15 +24,12 @@ const char* const IndexVectorRef::strAVX2 = "avx2";
 
 namespace {
 
-bool avx2Available() {
-  return (ltt::ProcessorInfo::sseMask() & ltt::ProcessorInfo::kAvxOsxsave) != 0 &&
-         (ltt::ProcessorInfo::ebx07() & ltt::ProcessorInfo::kLeaf7Avx2) != 0;
-}
+// AVX2 rests on AVX with OSXSAVE plus the leaf-7 AVX2 bit, SSE4_1 on the SSE4.1 bit alone;
+// XCR0, SSE4.2 and BMI2 play no part, although the kernels use the last two.
+bool avx2Available() { return ltt::ProcessorInfo::hasAvx2(); }
+bool sse41Available() { return ltt::ProcessorInfo::hasSse41(); }
 
-bool sse41Available() { return (ltt::ProcessorInfo::sseMask() & ltt::ProcessorInfo::kSse41) != 0; }
-
-// The best set with kernels of its own. SSE4_1 rests on the SSE4.1 bit alone, and AVX2 on
-// AVX with OSXSAVE plus the AVX2 bit; XCR0 and BMI2 play no part.
+// The best set with kernels of its own.
 SSE_VERSION getHighestImplementedSSEVersion() {
   if (avx2Available()) return AVX2;
   if (sse41Available()) return SSE4_1;
@@ -146,8 +143,8 @@ void IndexVectorRef::configSSE(const ltt::vector<ltt::string>& versions) {
     detail::gUseMgetSearchSSE = false;
     detail::gMgetSearchResBvPtr_C_Fn = &mgetSearchGenericResBv;
   }
-  DIAG_TRACE(TRACE_INDEXVECTOR, 3) << "SSE version for mgetSearch() set to: "
-                                   << versionToString(searchVersion);
+  DIAG_TRACE(TRACE_INDEXVECTOR, 3)
+      << "SSE version for mgetSearch() set to: " << versionToString(searchVersion);
 }
 
 }  // namespace VorexUtils

@@ -25,7 +25,8 @@ void mgetSearchBvResBv(std::size_t position, std::size_t count, const unsigned c
   if (theBits == 0) {
     // Every value is 0: bit 0 of the filter decides all positions.
     if (filter[0] & 1u) {
-      for (std::size_t end = position + count; position < end; ++position) setResult(result, position);
+      for (std::size_t end = position + count; position < end; ++position)
+        setResult(result, position);
     }
     return;
   }

@@ -28,8 +28,7 @@ namespace {
 template <class T>
 void publish(T& field, T value) noexcept {
   T expected = 0;
-  __atomic_compare_exchange_n(&field, &expected, value, false, __ATOMIC_RELAXED,
-                              __ATOMIC_RELAXED);
+  __atomic_compare_exchange_n(&field, &expected, value, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED);
 }
 
 // Racers copy identical bytes; relaxed byte stores keep that a benign, well-defined overlap.

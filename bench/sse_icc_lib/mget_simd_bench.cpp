@@ -83,8 +83,7 @@ void mgetArgs(benchmark::internal::Benchmark* b) {
 }
 
 bool always();
-BENCHMARK_CAPTURE(BM_Mget, generic, &VorexUtils::mgetGeneric, always)
-    ->Apply(mgetArgs);
+BENCHMARK_CAPTURE(BM_Mget, generic, &VorexUtils::mgetGeneric, always)->Apply(mgetArgs);
 BENCHMARK_CAPTURE(BM_Mget, sse4, &sse_icc_lib::mgeti_SSE4, haveSse4)->Apply(mgetArgs);
 BENCHMARK_CAPTURE(BM_Mget, avx2, &sse_icc_lib::mgeti_AVX2, haveAvx2)->Apply(mgetArgs);
 
@@ -113,8 +112,8 @@ void BM_FilterSearch(benchmark::State& state, FilterFn kernel, bool (*supported)
   vorex_bench::LoopTimer timer;
   for (auto _ : state) {
     if (kernel) {
-      kernel(0, n, static_cast<const unsigned char*>(f),
-                                     static_cast<unsigned char*>(r), bits, words.data(), mask);
+      kernel(0, n, static_cast<const unsigned char*>(f), static_cast<unsigned char*>(r), bits,
+             words.data(), mask);
     } else {
       VorexUtils::mgetSearchGenericBvResBv(0, n, filter, result, bits, words.data(), mask);
     }

@@ -53,7 +53,8 @@ void mgetSearchBvResBv_AVX2(std::size_t position, std::size_t count, const unsig
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(theVector);
   // Head: singly up to a multiple of 64, where a value group and a result word begin.
   for (; count != 0 && (position & 63) != 0; ++position, --count) {
-    if (filterHas(filter, scalarGet(position, theBits, bytes, theMask))) setResult(result, position);
+    if (filterHas(filter, scalarGet(position, theBits, bytes, theMask)))
+      setResult(result, position);
   }
   alignas(32) std::uint32_t values[kBlock];
   const DecodeGroupsFn decode = Tables::groups[theBits];
@@ -67,7 +68,8 @@ void mgetSearchBvResBv_AVX2(std::size_t position, std::size_t count, const unsig
     count -= n;
   }
   for (; count != 0; ++position, --count) {
-    if (filterHas(filter, scalarGet(position, theBits, bytes, theMask))) setResult(result, position);
+    if (filterHas(filter, scalarGet(position, theBits, bytes, theMask)))
+      setResult(result, position);
   }
 }
 

@@ -47,7 +47,8 @@ void mgetSearchBvResBv_SSE4(std::size_t position, std::size_t count, const unsig
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(theVector);
   // Head: singly up to a multiple of 64, where a value group and a result word begin.
   for (; count != 0 && (position & 63) != 0; ++position, --count) {
-    if (filterBit(filter, scalarGet(position, theBits, bytes, theMask))) setResult(result, position);
+    if (filterBit(filter, scalarGet(position, theBits, bytes, theMask)))
+      setResult(result, position);
   }
   alignas(16) std::uint32_t values[kBlock];
   const DecodeGroupsFn decode = Tables::groups[theBits];
@@ -61,7 +62,8 @@ void mgetSearchBvResBv_SSE4(std::size_t position, std::size_t count, const unsig
     count -= n;
   }
   for (; count != 0; ++position, --count) {
-    if (filterBit(filter, scalarGet(position, theBits, bytes, theMask))) setResult(result, position);
+    if (filterBit(filter, scalarGet(position, theBits, bytes, theMask)))
+      setResult(result, position);
   }
 }
 

@@ -90,20 +90,18 @@ SSE_VERSION best() { return hasAvx2() ? AVX2 : hasSse41() ? SSE4_1 : NOSSE; }
 std::string name(SSE_VERSION v) { return IndexVectorRef::versionToString(v); }
 
 TEST(StringToVersion, WholeWordsWithoutRegardToCase) {
-  const struct {
-    const char* text;
-    SSE_VERSION expected;
-  } cases[] = {
-      {"auto", AUTO_DETECT}, {"Auto", AUTO_DETECT}, {"yes", AUTO_DETECT}, {"ON", AUTO_DETECT},
-      {"TRUE", AUTO_DETECT}, {"1", AUTO_DETECT},    {"sse2", SSE2},       {"SSSE3", SSSE3},
-      {"sse4_1", SSE4_1},    {"Sse4_2", SSE4_2},    {"AVX2", AVX2},       {"avx2", AVX2},
-      // Everything else is NOSSE, never an error.
-      {"nosse", NOSSE}, {"no", NOSSE}, {"off", NOSSE}, {"0", NOSSE}, {"", NOSSE},
-      {"avx", NOSSE}, {"sse4", NOSSE}, {"avx512vl", NOSSE}, {" avx2", NOSSE}, {"avx2 ", NOSSE},
-      {"sse4_1x", NOSSE}, {"autodetect", NOSSE}, {"11", NOSSE},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(IndexVectorRef::stringToVersion(c.text), c.expected) << '"' << c.text << '"';
+  for (const char* t : {"auto", "Auto", "yes", "ON", "TRUE", "1"}) {
+    EXPECT_EQ(IndexVectorRef::stringToVersion(t), AUTO_DETECT) << '"' << t << '"';
+  }
+  EXPECT_EQ(IndexVectorRef::stringToVersion("sse2"), SSE2);
+  EXPECT_EQ(IndexVectorRef::stringToVersion("SSSE3"), SSSE3);
+  EXPECT_EQ(IndexVectorRef::stringToVersion("sse4_1"), SSE4_1);
+  EXPECT_EQ(IndexVectorRef::stringToVersion("Sse4_2"), SSE4_2);
+  EXPECT_EQ(IndexVectorRef::stringToVersion("AVX2"), AVX2);
+  // Everything else is NOSSE, never an error; the whole word must match.
+  for (const char* t : {"nosse", "no", "off", "0", "", "avx", "sse4", "avx512vl", " avx2", "avx2 ",
+                        "sse4_1x", "autodetect", "11"}) {
+    EXPECT_EQ(IndexVectorRef::stringToVersion(t), NOSSE) << '"' << t << '"';
   }
 }
 
@@ -153,10 +151,10 @@ TEST_F(ConfigSSETest, OneEntryChoosesBothPaths) {
   IndexVectorRef::configSSE(words({"auto"}));
   const SSE_VERSION v = best();
   expectSelection(v, v);
-  EXPECT_EQ(lines(cap), (std::vector<std::string>{
-                            "5 sseVersionMget=1 sseVersionMgetSearch=1",
-                            "3 SSE version set to: " + name(v),
-                            "3 SSE version for mgetSearch() set to: " + name(v)}));
+  EXPECT_EQ(lines(cap),
+            (std::vector<std::string>{"5 sseVersionMget=1 sseVersionMgetSearch=1",
+                                      "3 SSE version set to: " + name(v),
+                                      "3 SSE version for mgetSearch() set to: " + name(v)}));
 }
 
 TEST_F(ConfigSSETest, OnlyAListOfThreeSeparatesThePaths) {
@@ -166,10 +164,10 @@ TEST_F(ConfigSSETest, OnlyAListOfThreeSeparatesThePaths) {
     TraceCapture cap({{TRACE_INDEXVECTOR, 5}});
     IndexVectorRef::configSSE(words({"avx2", "nosse", "sse4_1"}));
     expectSelection(NOSSE, SSE4_1);
-    EXPECT_EQ(lines(cap), (std::vector<std::string>{
-                              "5 sseVersionMget=0 sseVersionMgetSearch=4",
-                              "3 SSE version set to: nosse",
-                              "3 SSE version for mgetSearch() set to: sse4_1"}));
+    EXPECT_EQ(lines(cap),
+              (std::vector<std::string>{"5 sseVersionMget=0 sseVersionMgetSearch=4",
+                                        "3 SSE version set to: nosse",
+                                        "3 SSE version for mgetSearch() set to: sse4_1"}));
   }
   {
     SCOPED_TRACE("two: the second entry is ignored");
@@ -194,10 +192,10 @@ TEST_F(ConfigSSETest, NamedSetsWithoutKernelsGoGenericSilently) {
     IndexVectorRef::configSSE(words({word}));
     expectSelection(NOSSE, NOSSE);
     const std::string n = std::to_string(IndexVectorRef::stringToVersion(word));
-    EXPECT_EQ(lines(cap), (std::vector<std::string>{
-                              "5 sseVersionMget=" + n + " sseVersionMgetSearch=" + n,
-                              "3 SSE version set to: nosse",
-                              "3 SSE version for mgetSearch() set to: nosse"}));
+    EXPECT_EQ(lines(cap),
+              (std::vector<std::string>{"5 sseVersionMget=" + n + " sseVersionMgetSearch=" + n,
+                                        "3 SSE version set to: nosse",
+                                        "3 SSE version for mgetSearch() set to: nosse"}));
   }
 }
 
@@ -206,9 +204,9 @@ TEST_F(ConfigSSETest, Sse42RequestSelectsTheSse41Kernels) {
   TraceCapture cap({{TRACE_INDEXVECTOR, 3}});
   IndexVectorRef::configSSE(words({"SSE4_2"}));
   expectSelection(SSE4_1, SSE4_1);
-  EXPECT_EQ(lines(cap), (std::vector<std::string>{
-                            "3 SSE version set to: sse4_1",
-                            "3 SSE version for mgetSearch() set to: sse4_1"}));
+  EXPECT_EQ(lines(cap),
+            (std::vector<std::string>{"3 SSE version set to: sse4_1",
+                                      "3 SSE version for mgetSearch() set to: sse4_1"}));
 }
 
 // Natively this takes the AVX2 branch; under an emulated processor without AVX2 it takes the

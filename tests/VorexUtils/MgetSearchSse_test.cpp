@@ -56,10 +56,14 @@ TEST_P(MgetSearchSseTest, RangeAdapterMatchesGeneric) {
     unsigned from, to;
   };
   const std::vector<Range> ranges = {
-      {0, m / 2 + 1},       {m / 3, m / 3 + 1},  // Eq
-      {r / 2, r + 1},       {0, 0xFFFFFFFFu},    // NoMax: every value
-      {m, 0xFFFFFFFFu},     {m, m},              // empty
-      {5, 3},               {0, 0},
+      {0, m / 2 + 1},
+      {m / 3, m / 3 + 1},  // Eq
+      {r / 2, r + 1},
+      {0, 0xFFFFFFFFu},  // NoMax: every value
+      {m, 0xFFFFFFFFu},
+      {m, m},  // empty
+      {5, 3},
+      {0, 0},
       {m + 1u, 0xFFFFFFFFu}};  // above the mask: nothing (at width 32 it wraps to 0)
   vorex_test::GuardedWords guard(source.size());
   ASSERT_TRUE(guard.ok());
@@ -74,8 +78,8 @@ TEST_P(MgetSearchSseTest, RangeAdapterMatchesGeneric) {
         std::copy(source.begin(), source.begin() + n, const_cast<std::uint64_t*>(data));
         for (const Range& range : ranges) {
           SCOPED_TRACE(std::string(avx2 ? "AVX2" : "SSE4") + " from " + std::to_string(from) +
-                       " count " + std::to_string(count) + " range [" +
-                       std::to_string(range.from) + ", " + std::to_string(range.to) + ")");
+                       " count " + std::to_string(count) + " range [" + std::to_string(range.from) +
+                       ", " + std::to_string(range.to) + ")");
           BitVector got = noisyResult(rng);
           BitVector want = got;
           mgetSearchSseResBv(from, count, range.from, range.to, got, w, data, mask);

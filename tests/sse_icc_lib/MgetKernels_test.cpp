@@ -60,13 +60,31 @@ TEST_P(MgetKernelTest, MatchesReferenceForEveryStartAndTail) {
   GuardedWords guard(wordsWithSpare(128 + 300, 32));
   ASSERT_TRUE(guard.ok());
   std::mt19937_64 rng(bits() * 7919u + 1);
-  const std::size_t counts[] = {0,  1,  2,  7,  8,  9,  15, 16, 17,  24,  31,  32,  33,
-                                39, 40, 41, 63, 64, 65, 95, 127, 128, 129, 255, 256, 257, 300};
+  const std::size_t counts[] = {0,  1,  2,  7,  8,  9,  15,  16,  17,  24,  31,  32,  33, 39,
+                                40, 41, 63, 64, 65, 95, 127, 128, 129, 255, 256, 257, 300};
   for (std::size_t from = 0; from < 128; ++from) {
     for (std::size_t count : counts) {
       SCOPED_TRACE("from " + std::to_string(from) + " count " + std::to_string(count));
       check(guard, rng, from, count);
       if (HasFailure()) return;
+    }
+  }
+}
+
+// A vector that starts right after an inaccessible page: no form may read before the first
+// word, whatever it does inside the stream.
+TEST_P(MgetKernelTest, NoReadBeforeTheFirstWord) {
+  const unsigned w = bits();
+  GuardedWords guard(wordsWithSpare(600, w));
+  ASSERT_TRUE(guard.ok());
+  std::mt19937_64 rng(w + 99);
+  const std::uint64_t* data = guard.wordsAtStart(wordsWithSpare(600, w), rng);
+  std::vector<std::uint32_t> out(600);
+  for (std::size_t from : {0, 1, 8, 9, 64}) {
+    SCOPED_TRACE("from " + std::to_string(from));
+    kernel().fn(from, 600 - from, out.data(), w, data, maskOf(w));
+    for (std::size_t k = 0; k < 600 - from; ++k) {
+      ASSERT_EQ(out[k], referenceValue(data, w, from + k)) << "value " << k;
     }
   }
 }

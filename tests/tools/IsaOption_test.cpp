@@ -89,9 +89,8 @@ TEST_F(IsaOption, ScanSearchesWithTheChosenKernels) {
     SCOPED_TRACE(word);
     fresh();
     std::string printed, errors;
-    ASSERT_EQ(run(vorex_cli::runScan, {"--n", "5000", "--bits", "11", "--isa", word}, printed,
-                  errors),
-              0)
+    ASSERT_EQ(
+        run(vorex_cli::runScan, {"--n", "5000", "--bits", "11", "--isa", word}, printed, errors), 0)
         << errors;
     EXPECT_NE(printed.find(expectedLine(word)), std::string::npos) << printed;
     EXPECT_NE(printed.find("ok: every result equals the reference"), std::string::npos) << printed;
