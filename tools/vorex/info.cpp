@@ -25,8 +25,8 @@ int runInfo(int argc, char** argv) {
     const char* value = nullptr;
     if (takeOption(argc, argv, i, "--isa", value)) {
       if (!value || !isIsaWord(value)) {
-        return fail("info", 2, std::string("bad value for --isa (nosse, sse4_1, avx2 or auto)\n") +
-                                   kUsage);
+        return fail("info", 2,
+                    std::string("bad value for --isa (nosse, sse4_1, avx2 or auto)\n") + kUsage);
       }
       isa = value;
     } else {
@@ -36,8 +36,7 @@ int runInfo(int argc, char** argv) {
 
   using ltt::ProcessorInfo;
   std::cout << "vorex 0.1.0\n";
-  std::cout << "cpu: " << ProcessorInfo::vendorId() << ", " << ProcessorInfo::brandString()
-            << '\n';
+  std::cout << "cpu: " << ProcessorInfo::vendorId() << ", " << ProcessorInfo::brandString() << '\n';
   const std::uint32_t m = ProcessorInfo::sseMask();
   std::cout << "cpu features:";
   yesNo("sse4.1", m & ProcessorInfo::kSse41);
