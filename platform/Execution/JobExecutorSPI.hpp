@@ -57,10 +57,12 @@ int arenaIndexForNode(int node, std::span<const int> nodes) noexcept;
 /// The default executor: one oneTBB arena per NUMA node that oneTBB reports, constrained to that
 /// node, and a default arena. (Builds with the address or thread sanitizer have no node arenas,
 /// and thread-sanitizer builds run the steps on plain threads: the sanitizers cannot work with
-/// oneTBB's uninstrumented library.) Each job runs in the arena of its preferred node. After a run
-/// that returns 1 the job is enqueued again (first in, first out), so that the jobs of one
-/// execute() interleave step by step. The calling thread joins the arena with the most jobs while
-/// it waits. Thread-safe: any number of threads may call execute() at once.
+/// oneTBB's uninstrumented library.) Each step of a job is queued for the arena of its preferred
+/// node; after a run that returns 1 the job is queued again (first in, first out), so that the
+/// jobs of one execute() interleave step by step. The calling thread never enters an arena: it
+/// runs queued steps itself while it waits (except those of strict jobs bound to a node), which
+/// adds its core to oneTBB's workers, and sleeps when none is left.
+/// Thread-safe: any number of threads may call execute() at once.
 class TbbJobExecutor final : public JobExecutorSPI {
  public:
   TbbJobExecutor();
