@@ -2,6 +2,7 @@
 // (64 Ki values) and out of cache (256 MiB of packed data), each beside the raw read of the same
 // words. Values go through a 1024-entry buffer, as the search jobs use it. Also the value-filter
 // kernel beside the generic filter search.
+//   bench_sse_icc_lib --benchmark_filter='BM_Mget(Block)?/'
 //   bench_sse_icc_lib --benchmark_filter=BM_Mget/avx2
 //   bench_sse_icc_lib --benchmark_filter='BM_Mget/.*/1$'    (out of cache only)
 #include <benchmark/benchmark.h>
@@ -86,6 +87,40 @@ bool always();
 BENCHMARK_CAPTURE(BM_Mget, generic, &VorexUtils::mgetGeneric, always)->Apply(mgetArgs);
 BENCHMARK_CAPTURE(BM_Mget, sse4, &sse_icc_lib::mgeti_SSE4, haveSse4)->Apply(mgetArgs);
 BENCHMARK_CAPTURE(BM_Mget, avx2, &sse_icc_lib::mgeti_AVX2, haveAvx2)->Apply(mgetArgs);
+
+// One call over 4096 values into a 16 KiB buffer that stays in L1: the kernel's own rate, without
+// the per-call cost of 1024-value chunks.
+void BM_MgetBlock(benchmark::State& state, sse_icc_lib::MgetFn fn, bool (*supported)()) {
+  if (!supported()) {
+    state.SkipWithError("instruction set not offered by this processor");
+    return;
+  }
+  const auto bits = static_cast<unsigned>(state.range(0));
+  constexpr unsigned long n = 4096;
+  const auto& words = stream(false);
+  const std::uint64_t mask = (std::uint64_t{1} << bits) - 1;
+  const std::size_t used = (std::uint64_t{bits} * n + 63) / 64;
+  std::vector<unsigned int> out(n);
+  const double baseline = vorex_bench::baselineSecondsPerPass(words.data(), used);
+  vorex_bench::LoopTimer timer;
+  for (auto _ : state) {
+    fn(0, n, out.data(), bits, words.data(), mask);
+    benchmark::DoNotOptimize(out.data());
+    benchmark::ClobberMemory();
+  }
+  vorex_bench::reportAgainstBaseline(state, timer.secondsPerIteration(state), baseline, double(n),
+                                     8.0 * double(used));
+}
+
+BENCHMARK_CAPTURE(BM_MgetBlock, generic, &VorexUtils::mgetGeneric, always)
+    ->ArgName("bits")
+    ->DenseRange(1, 32);
+BENCHMARK_CAPTURE(BM_MgetBlock, sse4, &sse_icc_lib::mgeti_SSE4, haveSse4)
+    ->ArgName("bits")
+    ->DenseRange(1, 32);
+BENCHMARK_CAPTURE(BM_MgetBlock, avx2, &sse_icc_lib::mgeti_AVX2, haveAvx2)
+    ->ArgName("bits")
+    ->DenseRange(1, 32);
 
 // Value-filter search into bits over 64 Ki values; the filter has a bit for every value.
 using FilterFn = void (*)(std::size_t, std::size_t, const unsigned char*, unsigned char*,

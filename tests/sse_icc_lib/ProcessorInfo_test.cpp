@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -51,73 +53,45 @@ TEST(ProcessorInfoTest, FieldsAreConsistent) {
   EXPECT_NE(ProcessorInfo::sse_msk_ & ProcessorInfo::kCmpxchg8b, 0u);
 }
 
-struct Snapshot {
-  bool amd, intel;
-  char vendor[13], brand[48];
-  std::uint32_t msk, ecx01, edx01, edx87, ebx07, ecx81, edx81, maxExt, maxBase;
-  std::uint64_t xcr0;
+using PI = ProcessorInfo;
 
-  static Snapshot take() {
-    Snapshot s;
-    s.amd = ProcessorInfo::is_amd_;
-    s.intel = ProcessorInfo::is_intel_;
-    std::memcpy(s.vendor, ProcessorInfo::vendor_id_, sizeof s.vendor);
-    std::memcpy(s.brand, ProcessorInfo::brand_string_, sizeof s.brand);
-    s.msk = ProcessorInfo::sse_msk_;
-    s.ecx01 = ProcessorInfo::ecx_01_;
-    s.edx01 = ProcessorInfo::edx_01_;
-    s.edx87 = ProcessorInfo::edx_87_;
-    s.ebx07 = ProcessorInfo::ebx_07_;
-    s.ecx81 = ProcessorInfo::ecx_81_;
-    s.edx81 = ProcessorInfo::edx_81_;
-    s.maxExt = ProcessorInfo::max_ext_;
-    s.maxBase = ProcessorInfo::max_base_;
-    s.xcr0 = ProcessorInfo::xcr_0_;
-    return s;
-  }
-  static void clear() {
-    ProcessorInfo::is_amd_ = ProcessorInfo::is_intel_ = false;
-    std::memset(ProcessorInfo::vendor_id_, 0, sizeof ProcessorInfo::vendor_id_);
-    std::memset(ProcessorInfo::brand_string_, 0, sizeof ProcessorInfo::brand_string_);
-    ProcessorInfo::sse_msk_ = ProcessorInfo::ecx_01_ = ProcessorInfo::edx_01_ = 0;
-    ProcessorInfo::edx_87_ = ProcessorInfo::ebx_07_ = ProcessorInfo::ecx_81_ = 0;
-    ProcessorInfo::edx_81_ = ProcessorInfo::max_ext_ = ProcessorInfo::max_base_ = 0;
-    ProcessorInfo::xcr_0_ = 0;
-  }
-  bool operator==(const Snapshot& o) const {
-    return amd == o.amd && intel == o.intel && std::memcmp(vendor, o.vendor, 13) == 0 &&
-           std::memcmp(brand, o.brand, 48) == 0 && msk == o.msk && ecx01 == o.ecx01 &&
-           edx01 == o.edx01 && edx87 == o.edx87 && ebx07 == o.ebx07 && ecx81 == o.ecx81 &&
-           edx81 == o.edx81 && maxExt == o.maxExt && maxBase == o.maxBase && xcr0 == o.xcr0;
-  }
-};
+// Every field, comparable as a whole.
+auto snapshot() {
+  return std::make_tuple(PI::is_amd_, PI::is_intel_, std::string(PI::vendor_id_, 13),
+                         std::string(PI::brand_string_, 48), PI::sse_msk_, PI::xcr_0_, PI::ecx_01_,
+                         PI::edx_01_, PI::edx_87_, PI::ebx_07_, PI::ecx_81_, PI::edx_81_,
+                         PI::max_ext_, PI::max_base_);
+}
+
+void clearAll() {
+  PI::is_amd_ = PI::is_intel_ = false;
+  std::memset(PI::vendor_id_, 0, sizeof PI::vendor_id_);
+  std::memset(PI::brand_string_, 0, sizeof PI::brand_string_);
+  PI::sse_msk_ = PI::ecx_01_ = PI::edx_01_ = PI::edx_87_ = PI::ebx_07_ = PI::ecx_81_ = 0;
+  PI::edx_81_ = PI::max_ext_ = PI::max_base_ = 0;
+  PI::xcr_0_ = 0;
+}
 
 // Cleared fields, then many threads that all start by filling them: every reader that sees the
 // "filled" word must see the same complete picture as a quiet single fill.
 TEST(ProcessorInfoTest, RacingFillsAgree) {
   ProcessorInfo::ensure();
-  const Snapshot expected = Snapshot::take();
+  const auto expected = snapshot();
   for (int round = 0; round < 20; ++round) {
-    Snapshot::clear();
+    clearAll();
     ASSERT_FALSE(ProcessorInfo::initialised());
     constexpr int kThreads = 6;
-    std::vector<Snapshot> seen(kThreads);
+    // What each thread reads right after its own fill (or after seeing another's).
+    std::vector<std::tuple<std::uint32_t, std::uint32_t, std::uint64_t>> seen(kThreads);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
-      threads.emplace_back([&seen, t] {
-        ProcessorInfo::ensure();
-        seen[t].msk = ProcessorInfo::sseMask();
-        seen[t].ebx07 = ProcessorInfo::ebx07();
-        seen[t].xcr0 = ProcessorInfo::xcr0();
-      });
+      threads.emplace_back([&seen, t] { seen[t] = {PI::sseMask(), PI::ebx07(), PI::xcr0()}; });
     }
     for (auto& th : threads) th.join();
     for (int t = 0; t < kThreads; ++t) {
-      EXPECT_EQ(seen[t].msk, expected.msk) << "thread " << t;
-      EXPECT_EQ(seen[t].ebx07, expected.ebx07) << "thread " << t;
-      EXPECT_EQ(seen[t].xcr0, expected.xcr0) << "thread " << t;
+      EXPECT_EQ(seen[t], std::make_tuple(PI::sse_msk_, PI::ebx_07_, PI::xcr_0_)) << "thread " << t;
     }
-    EXPECT_TRUE(Snapshot::take() == expected) << "round " << round;
+    EXPECT_TRUE(snapshot() == expected) << "round " << round;
     if (HasFailure()) return;
   }
 }
