@@ -33,7 +33,11 @@ struct BasicSSE42 {
 
   static void prefetch(const void* p) {
     if constexpr (kPrefetch != 0)
+#if defined(__clang__)
+      _mm_prefetch(static_cast<const char*>(p) + kPrefetch, Hint);
+#else
       _mm_prefetch(static_cast<const char*>(p) + kPrefetch, static_cast<_mm_hint>(Hint));
+#endif
   }
   static V loadu(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
   static V loadu_prefetch(const void* p) {

@@ -3,32 +3,35 @@
 // divisible by 8 starts at a byte boundary, and value j of the group sits at byte (j*W)>>3, bit
 // (j*W)&7 of the group. A kernel moves each value's bytes into a 32-bit lane with a byte
 // shuffle, shifts the lane right by its bit offset and masks it.
-// Everything here is consteval or data: no code is emitted, so the header is safe to include in
-// units built with different instruction-set flags.
+// Everything here is constexpr and evaluated only in constant expressions, in an unnamed
+// namespace: nothing can be emitted as a shared symbol, so the header is safe to include in units
+// built with different instruction-set flags. (Not consteval: clang 14 rejects constexpr calls
+// in the static members of class templates that use these.)
 #pragma once
 
 #include <cstdint>
 
 namespace sse_icc_lib::mget_layout {
+namespace {
 
 /// Byte of the group at which value j starts.
-consteval unsigned byteOf(unsigned w, unsigned j) { return (j * w) >> 3; }
+constexpr unsigned byteOf(unsigned w, unsigned j) { return (j * w) >> 3; }
 /// Bit offset of value j inside its first byte.
-consteval unsigned shiftOf(unsigned w, unsigned j) { return (j * w) & 7; }
+constexpr unsigned shiftOf(unsigned w, unsigned j) { return (j * w) & 7; }
 /// Bytes that value j touches (1 to 5).
-consteval unsigned spanOf(unsigned w, unsigned j) { return (shiftOf(w, j) + w + 7) >> 3; }
+constexpr unsigned spanOf(unsigned w, unsigned j) { return (shiftOf(w, j) + w + 7) >> 3; }
 /// Largest bit offset in a group.
-consteval unsigned maxShift(unsigned w) {
+constexpr unsigned maxShift(unsigned w) {
   unsigned m = 0;
   for (unsigned j = 0; j < 8; ++j) m = shiftOf(w, j) > m ? shiftOf(w, j) : m;
   return m;
 }
 /// Some value of the group spans five bytes, so a 32-bit lane cannot hold it with its offset.
-consteval bool needsFifthByte(unsigned w) { return maxShift(w) + w > 32; }
+constexpr bool needsFifthByte(unsigned w) { return maxShift(w) + w > 32; }
 
 /// Where the bytes of a half group (four values) are loaded from, relative to the group. Up to
 /// 16 bits-wide values one load covers the whole group; wider ones load each half on its own.
-consteval unsigned halfBase(unsigned w, unsigned half) {
+constexpr unsigned halfBase(unsigned w, unsigned half) {
   return (half && w > 16) ? (4 * w) >> 3 : 0;
 }
 
@@ -40,7 +43,7 @@ struct Shuffle16 {
 /// bytes are the value's bytes 0 to 3 (`second` false) or 1 to 4 (`second` true, the upper part
 /// of the two-part form); bytes beyond the value are zeroed (0x80), so only the value's last byte
 /// carries a neighbour.
-consteval Shuffle16 shuffleHalfAt(unsigned w, unsigned half, bool second, int base) {
+constexpr Shuffle16 shuffleHalfAt(unsigned w, unsigned half, bool second, int base) {
   Shuffle16 s{};
   for (unsigned lane = 0; lane < 4; ++lane) {
     const unsigned j = 4 * half + lane;
@@ -53,25 +56,25 @@ consteval Shuffle16 shuffleHalfAt(unsigned w, unsigned half, bool second, int ba
   }
   return s;
 }
-consteval Shuffle16 shuffleHalf(unsigned w, unsigned half, bool second) {
+constexpr Shuffle16 shuffleHalf(unsigned w, unsigned half, bool second) {
   return shuffleHalfAt(w, half, second, int(halfBase(w, half)));
 }
 
 /// Even widths from 18 on can take a whole group with one 32-byte load that starts 16 - W/2
 /// bytes before it: the low half then ends where values 4-7 begin, at byte W/2.
-consteval bool wideLoad(unsigned w) { return w % 2 == 0 && w >= 18 && w <= 28; }
-consteval int wideBase(unsigned w, unsigned half) { return half ? int(w / 2) : int(w / 2) - 16; }
+constexpr bool wideLoad(unsigned w) { return w % 2 == 0 && w >= 18 && w <= 28; }
+constexpr int wideBase(unsigned w, unsigned half) { return half ? int(w / 2) : int(w / 2) - 16; }
 
 /// From width 29 on, value j starts at bit 32j - dj of the group (d = 32 - W, dj <= 21), so it
 /// lies in dwords j - 1 and j: (D[j-1] >> (32 - dj)) | (D[j] << dj), from two plain loads of
 /// eight dwords one dword apart.
-consteval bool dwordPairs(unsigned w) { return w >= 29 && w <= 31; }
+constexpr bool dwordPairs(unsigned w) { return w >= 29 && w <= 31; }
 
 /// Per-lane counts: the value's bit offset, or 8 minus it for the second part.
 struct Counts4 {
   std::uint32_t c[4];
 };
-consteval Counts4 countsHalf(unsigned w, unsigned half, bool second) {
+constexpr Counts4 countsHalf(unsigned w, unsigned half, bool second) {
   Counts4 r{};
   for (unsigned lane = 0; lane < 4; ++lane) {
     const unsigned s = shiftOf(w, 4 * half + lane);
@@ -82,7 +85,7 @@ consteval Counts4 countsHalf(unsigned w, unsigned half, bool second) {
 
 /// Per-lane counts of the dword-pair form: d*j for the current dword (left), 32 - d*j for the
 /// previous one (right; 32 gives 0 for lane 0, which has no previous part).
-consteval Counts4 pairCountsHalf(unsigned w, unsigned half, bool previous) {
+constexpr Counts4 pairCountsHalf(unsigned w, unsigned half, bool previous) {
   Counts4 r{};
   for (unsigned lane = 0; lane < 4; ++lane) {
     const unsigned dj = (32 - w) * (4 * half + lane);
@@ -93,8 +96,8 @@ consteval Counts4 pairCountsHalf(unsigned w, unsigned half, bool previous) {
 
 /// Up to width 4 a whole group lies in its first 32 bits: lanes that all hold that dword only
 /// need a shift by j*W each, no shuffle.
-consteval bool groupInDword(unsigned w) { return 8 * w <= 32; }
-consteval Counts4 dwordCountsHalf(unsigned w, unsigned half) {
+constexpr bool groupInDword(unsigned w) { return 8 * w <= 32; }
+constexpr Counts4 dwordCountsHalf(unsigned w, unsigned half) {
   Counts4 r{};
   for (unsigned lane = 0; lane < 4; ++lane) r.c[lane] = (4 * half + lane) * w;
   return r;
@@ -105,11 +108,11 @@ consteval Counts4 dwordCountsHalf(unsigned w, unsigned half) {
 /// would work with two loads, but the insert of the second costs what the pair saves. Word w of
 /// half h holds value 4h + w (w < 4) or 8 + 4h + (w - 4): unpacking the low and the high words of
 /// each half with zeros then yields the first and the second group in order.
-consteval bool pairIn16BitLanes(unsigned w) { return w >= 5 && w <= 7; }
-consteval unsigned pairValue(unsigned half, unsigned word) {
+constexpr bool pairIn16BitLanes(unsigned w) { return w >= 5 && w <= 7; }
+constexpr unsigned pairValue(unsigned half, unsigned word) {
   return word < 4 ? 4 * half + word : 8 + 4 * half + (word - 4);
 }
-consteval Shuffle16 pairShuffleHalf(unsigned w, unsigned half) {
+constexpr Shuffle16 pairShuffleHalf(unsigned w, unsigned half) {
   Shuffle16 s{};
   for (unsigned word = 0; word < 8; ++word) {
     const unsigned j = pairValue(half, word);
@@ -125,7 +128,7 @@ consteval Shuffle16 pairShuffleHalf(unsigned w, unsigned half) {
 struct Words8 {
   std::uint16_t c[8];
 };
-consteval Words8 pairMultipliersHalf(unsigned w, unsigned half) {
+constexpr Words8 pairMultipliersHalf(unsigned w, unsigned half) {
   Words8 r{};
   for (unsigned word = 0; word < 8; ++word) {
     r.c[word] = static_cast<std::uint16_t>(1u << (16 - w - ((pairValue(half, word) * w) & 7)));
@@ -136,7 +139,7 @@ consteval Words8 pairMultipliersHalf(unsigned w, unsigned half) {
 /// Multipliers for units without a per-lane shift: 2^(maxShift - s) lines every value up at bit
 /// maxShift, where one constant shift finishes the job (values that fit four bytes), and 2^(8 - s)
 /// shifts left by 8 - s for the two-part form of five-byte values.
-consteval Counts4 multipliersHalf(unsigned w, unsigned half, bool second) {
+constexpr Counts4 multipliersHalf(unsigned w, unsigned half, bool second) {
   Counts4 r{};
   for (unsigned lane = 0; lane < 4; ++lane) {
     const unsigned s = shiftOf(w, 4 * half + lane);
@@ -146,7 +149,7 @@ consteval Counts4 multipliersHalf(unsigned w, unsigned half, bool second) {
 }
 
 /// Shuffle control that keeps only the first byte of each value (lower part of the two-part form).
-consteval Shuffle16 firstByteHalf(unsigned w, unsigned half) {
+constexpr Shuffle16 firstByteHalf(unsigned w, unsigned half) {
   Shuffle16 s{};
   for (unsigned lane = 0; lane < 4; ++lane) {
     const unsigned j = 4 * half + lane;
@@ -158,8 +161,9 @@ consteval Shuffle16 firstByteHalf(unsigned w, unsigned half) {
   return s;
 }
 
-consteval std::uint32_t valueMask(unsigned w) {
+constexpr std::uint32_t valueMask(unsigned w) {
   return w >= 32 ? 0xFFFFFFFFu : (std::uint32_t{1} << w) - 1;
 }
 
+}  // namespace
 }  // namespace sse_icc_lib::mget_layout

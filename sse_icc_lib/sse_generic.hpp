@@ -412,7 +412,7 @@ struct Chunk {
   static void fillBounds(const PartLayout& p, std::uint8_t* a, std::uint8_t* c, unsigned from,
                          unsigned to) {
     const unsigned lb = L.laneBits;
-    const unsigned long long laneMask = lb == 64 ? ~0ull : (1ull << lb) - 1;
+    const unsigned long long laneMask = ~0ull >> (64 - lb);  // lb is 8 to 64
     const unsigned long long sign = 1ull << (lb - 1);
     for (unsigned i = 0; i < L.lanes; ++i) {
       const unsigned s = p.shift[i];
