@@ -48,6 +48,14 @@ void filterAppended(ltt::vector<unsigned int>& list, std::size_t oldSize, const 
   list.rawResize_(out);
 }
 
+// mgetSearch makes room for 1024 more entries at exactly that capacity. Called once per run,
+// that alone would reallocate and copy the whole list at nearly every run of a sparse search;
+// doubling first keeps the growth geometric.
+void makeRoom(ltt::vector<unsigned int>& list) {
+  const std::size_t want = list.size() + 1024;
+  if (list.capacity() < want) list.reserve(std::max(want, 2 * list.capacity()));
+}
+
 }  // namespace
 
 JobParallelMgetSearch::JobParallelMgetSearch(const Setup& s) noexcept
@@ -82,6 +90,7 @@ int JobParallelMgetSearch::run() {
       m_vector->mgetSearch(m_from, n, *m_valueBv, *m_resultBv);
     } else {
       const std::size_t oldSize = m_resultVec->size();
+      makeRoom(*m_resultVec);
       m_vector->mgetSearch(m_from, n, *m_valueBv, *m_resultVec);
       if (m_docFilter) filterAppended(*m_resultVec, oldSize, *m_docFilter);
     }
@@ -99,6 +108,7 @@ int JobParallelMgetSearch::run() {
       m_vector->mgetSearch(m_from, n, lo, hi, *m_resultBv);
     } else {
       const std::size_t oldSize = m_resultVec->size();
+      makeRoom(*m_resultVec);
       m_vector->mgetSearch(m_from, n, lo, hi, *m_resultVec);
       if (m_docFilter) filterAppended(*m_resultVec, oldSize, *m_docFilter);
     }

@@ -138,6 +138,7 @@ struct TbbJobExecutor::Impl {
     std::mutex doneMutex;
     std::condition_variable doneCv;
     std::size_t unfinished;           // guarded by doneMutex
+    std::uint64_t pushes = 0;         // guarded by doneMutex; moves on every queued step
     std::exception_ptr failure;       // guarded by doneMutex; the first exception of a job
     std::atomic<bool> failed{false};  // once set, queued steps are dropped
 
@@ -149,6 +150,10 @@ struct TbbJobExecutor::Impl {
       {
         std::lock_guard<std::mutex> lock(q.mutex);
         q.steps.push_back(step);
+      }
+      {
+        std::lock_guard<std::mutex> lock(doneMutex);
+        ++pushes;
       }
       doneCv.notify_all();  // the caller may be waiting for work
     }
@@ -223,11 +228,20 @@ struct TbbJobExecutor::Impl {
             if (!runAny(false)) std::this_thread::yield();
         });
 #endif
-      while (!done()) {
+      for (;;) {
+        std::uint64_t seen;
+        {
+          std::lock_guard<std::mutex> lock(doneMutex);
+          if (unfinished == 0) break;
+          seen = pushes;
+        }
         if (runAny(true)) continue;
+        // Sleep until a step is queued (one pushed since `seen` is not missed) or the last job
+        // ends. Waking on the end alone would leave the caller idle for the whole timeout while
+        // steps wait, and a step is well under a millisecond of work.
         std::unique_lock<std::mutex> lock(doneMutex);
-        // Woken by a push or by the last job; the timeout covers a push that raced the check.
-        doneCv.wait_for(lock, std::chrono::milliseconds(1), [this] { return unfinished == 0; });
+        doneCv.wait_for(lock, std::chrono::milliseconds(1),
+                        [&] { return unfinished == 0 || pushes != seen; });
       }
 #if VOREX_EXECUTOR_PLAIN_THREADS
       for (auto& t : helpers) t.join();

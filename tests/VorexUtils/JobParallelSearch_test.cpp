@@ -18,6 +18,7 @@
 #include "VorexUtils/JobParallelResultDocSearch.hpp"
 #include "VorexUtils/JobValuePredicates.hpp"
 #include "config/testing/ScopedConfiguration.hpp"
+#include "ltt/testing/CountingAllocator.hpp"
 
 namespace {
 
@@ -282,6 +283,23 @@ TEST(JobParallelMgetSearch, MaxHitIsOnlyRaised) {
   bits.clearAll();
   runRange(0, 4096, 0);  // no hit, no change
   EXPECT_EQ(maxHit.load(), -1);
+}
+
+TEST(JobParallelMgetSearch, SparseListGrowsGeometricallyOverManyRuns) {
+  // About 512 hits per run of a million positions: growing by the search's own 1024 entries at
+  // each run would reallocate (and copy the whole list) at nearly every run.
+  constexpr unsigned long kRuns = 21, kCount = kRuns * JobParallelMgetSearch::kPositionsPerRun;
+  std::vector<VorexUtils::Word> words(11 * kCount / 64 + 2);
+  std::mt19937_64 rng(3);
+  for (auto& w : words) w = rng();
+  const VorexUtils::IndexVectorRef ref(words.data(), 11);
+  ltt::testing::CountingAllocator counting;
+  PosList list(counting);
+  MgetSetup s{.vector = &ref, .from = 0, .docs = 0, .to = kCount, .rangeFrom = 77, .rangeTo = 78};
+  s.resultVec = &list;
+  EXPECT_EQ(JobParallelMgetSearch(s).runEx(), 2);
+  EXPECT_GT(list.size(), kRuns * 400);
+  EXPECT_LE(counting.allocations(), 8u);
 }
 
 std::string text(const JobBase& job, bool details) {
