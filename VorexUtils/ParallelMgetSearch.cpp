@@ -80,6 +80,12 @@ void parallelMgetSearch(const IndexVectorRef& vector, unsigned long from, unsign
   // follow in piece order, so the merged list ascends without sorting.
   std::vector<ltt::vector<unsigned int>> lists(pieces.size() - 1,
                                                ltt::vector<unsigned int>(result.getAllocator()));
+  // The room the caller left in `result` is its guess of the hits; each piece's list starts with
+  // its share of it, so that the lists need not regrow while the jobs run. Untouched room costs
+  // no memory pages.
+  const std::size_t share = (result.capacity() - result.size()) / pieces.size();
+  for (std::size_t i = 0; i < lists.size(); ++i)
+    lists[i].reserve(std::min<std::size_t>(share, pieces[i + 1].to - pieces[i + 1].from));
   std::vector<JobParallelMgetSearch> jobs;
   jobs.reserve(pieces.size());
   for (std::size_t i = 0; i < pieces.size(); ++i) {

@@ -22,6 +22,8 @@ class BitVector;
 /// If a job throws (memory), `result` is cut back to its old size and the exception propagates.
 /// Every piece but the first collects into a list of its own, which is copied behind `result`
 /// at the end: for dense results (a large share of the positions) the bit-vector form is cheaper.
+/// Room reserved in `result` beforehand is taken as the expected number of hits: each piece's
+/// list starts with its share of it.
 void parallelMgetSearch(const IndexVectorRef& vector, unsigned long from, unsigned long count,
                         unsigned int rangeFrom, unsigned int rangeTo,
                         ltt::vector<unsigned int>& result, unsigned int threads = 0);
