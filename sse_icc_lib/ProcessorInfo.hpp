@@ -2,7 +2,7 @@
 // process into static fields. Built with baseline flags: it is what decides whether any SIMD
 // unit may run at all.
 // Thread-safe: init_ may run on several threads at once; every numeric field is published by a
-// compare-and-swap from 0, and ecx_01_ goes last behind a store fence, so a reader who sees
+// compare-and-swap from 0, and ecx_01_ goes last with release order, so a reader who sees
 // ecx_01_ non-zero sees every other field complete.
 #pragma once
 
