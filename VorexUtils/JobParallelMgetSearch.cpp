@@ -48,11 +48,13 @@ void filterAppended(ltt::vector<unsigned int>& list, std::size_t oldSize, const 
   list.rawResize_(out);
 }
 
-// mgetSearch makes room for 1024 more entries at exactly that capacity. Called once per run,
-// that alone would reallocate and copy the whole list at nearly every run of a sparse search;
-// doubling first keeps the growth geometric.
+// mgetSearch sizes the list to its length plus 1024 (generic) or 2048 (kernels) entries and
+// doubles that size whenever it fills up, each time to exactly the new size. Called once per run
+// on a growing list, the first doubling of every run would reallocate and copy the whole list.
+// Keeping the capacity at twice the length plus that head room, itself grown by doubling, lets a
+// run double once in place; a list ends with at most about four times its entries reserved.
 void makeRoom(ltt::vector<unsigned int>& list) {
-  const std::size_t want = list.size() + 1024;
+  const std::size_t want = 2 * (list.size() + 2048);
   if (list.capacity() < want) list.reserve(std::max(want, 2 * list.capacity()));
 }
 

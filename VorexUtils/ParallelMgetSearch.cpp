@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -58,11 +59,71 @@ int nodeOfPiece(const IndexVectorRef& vector, unsigned long from) {
   return nodeOf(vector.data() + ((from * vector.bits()) >> 6));
 }
 
-void runAll(std::vector<JobParallelMgetSearch>& jobs) {
+template <class Job>
+void runAll(std::vector<Job>& jobs) {
   std::vector<Parallel::JobBase*> list;
   list.reserve(jobs.size());
   for (auto& job : jobs) list.push_back(&job);
   Execution::JobExecutorSPI::getSPIInstance().execute(list);
+}
+
+using List = ltt::vector<unsigned int>;
+
+// Copies entries [from, to) of the pieces' lists, taken as one sequence, to `out` + from.
+// Writing a large result touches fresh pages, whose faults cost as much as the copy itself, so
+// a dense merge is split over the cores too.
+class MergeJob final : public Parallel::JobBase {
+ public:
+  MergeJob(const std::vector<List>& lists, std::size_t from, std::size_t to,
+           unsigned int* out) noexcept
+      : m_lists(&lists), m_from(from), m_to(to), m_out(out) {}
+
+  int run() override {
+    std::size_t listStart = 0;
+    for (const List& list : *m_lists) {
+      const std::size_t listEnd = listStart + list.size();
+      const std::size_t a = std::max(m_from, listStart);
+      const std::size_t b = std::min(m_to, listEnd);
+      if (a < b)
+        std::memcpy(m_out + a, list.data() + (a - listStart), (b - a) * sizeof(unsigned int));
+      listStart = listEnd;
+    }
+    return 2;
+  }
+  int getPreferredNumaNode() const override { return -1; }
+  int getPreferredAffinityType() const override { return 0; }
+  void getMethod(ltt::basic_ostream<char>& os) const override { os << "ParallelMgetSearchMerge"; }
+  void getDetails(ltt::basic_ostream<char>& os) const override {
+    os << "from=" << m_from << ", to=" << m_to;
+  }
+
+ private:
+  const std::vector<List>* m_lists;
+  std::size_t m_from;
+  std::size_t m_to;
+  unsigned int* m_out;
+};
+
+// Below this many entries one thread copies faster than the executor can hand out jobs.
+constexpr std::size_t kMinEntriesPerMergeJob = std::size_t{1} << 17;
+
+// Appends the lists behind `result`, in their order, with up to `jobs` threads.
+void appendLists(List& result, const std::vector<List>& lists, std::size_t jobs) {
+  std::size_t moved = 0;
+  for (const List& list : lists) moved += list.size();
+  const std::size_t at = result.size();
+  result.rawResize_(at + moved);
+  unsigned int* out = result.data() + at;
+  jobs = std::min(jobs, moved / kMinEntriesPerMergeJob);
+  if (jobs <= 1) {
+    MergeJob(lists, 0, moved, out).run();
+    return;
+  }
+  std::vector<MergeJob> merges;
+  merges.reserve(jobs);
+  for (std::size_t j = 0; j < jobs; ++j)
+    merges.emplace_back(lists, moved * j / jobs, moved * (j + 1) / jobs, out);
+  runAll(merges);
 }
 
 }  // namespace
@@ -78,8 +139,7 @@ void parallelMgetSearch(const IndexVectorRef& vector, unsigned long from, unsign
   const std::size_t oldSize = result.size();
   // The first piece appends to `result` directly; the others fill lists of their own, which
   // follow in piece order, so the merged list ascends without sorting.
-  std::vector<ltt::vector<unsigned int>> lists(pieces.size() - 1,
-                                               ltt::vector<unsigned int>(result.getAllocator()));
+  std::vector<List> lists(pieces.size() - 1, List(result.getAllocator()));
   // The room the caller left in `result` is its guess of the hits; each piece's list starts with
   // its share of it, so that the lists need not regrow while the jobs run. Untouched room costs
   // no memory pages.
@@ -102,10 +162,7 @@ void parallelMgetSearch(const IndexVectorRef& vector, unsigned long from, unsign
   }
   try {
     runAll(jobs);
-    std::size_t total = result.size();
-    for (const auto& list : lists) total += list.size();
-    result.reserve(total);
-    for (const auto& list : lists) result.insert(result.end(), list.begin(), list.end());
+    appendLists(result, lists, pieces.size());
   } catch (...) {
     result.rawResize_(oldSize);
     throw;

@@ -1,5 +1,8 @@
 #include "ltt/allocator.hpp"
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -56,13 +59,28 @@ refcounted_handle<allocator> allocator::createChild(std::string name) {
 
 namespace {
 constexpr std::size_t kHeader = 16;  // keeps the size and the 16-byte alignment of the payload
+
+// Blocks this large are columns, result lists and bit vectors that are written once from end to
+// end; filling them a 4 KiB page at a time costs more in faults than the writes themselves (on
+// a virtual machine about 5 us a fault). The whole 2 MiB pages inside such a block may be backed
+// by huge pages where the system leaves that to the program; pages never touched stay unbacked.
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kHugeAdviceFrom = 2 * kHugePage;
+
+void adviseHugePages(void* block, std::size_t bytes) noexcept {
+  const auto begin = reinterpret_cast<std::uintptr_t>(block);
+  const std::uintptr_t first = (begin + kHugePage - 1) & ~(kHugePage - 1);
+  const std::uintptr_t last = (begin + bytes) & ~(kHugePage - 1);
+  if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
+}  // namespace
 
 MallocAllocator::MallocAllocator() noexcept : allocator("global", nullptr, true) {}
 
 void* MallocAllocator::do_allocate(std::size_t bytes) noexcept {
   auto* raw = static_cast<unsigned char*>(std::malloc(bytes + kHeader));
   if (!raw) return nullptr;
+  if (bytes >= kHugeAdviceFrom) adviseHugePages(raw, bytes + kHeader);
   std::memcpy(raw, &bytes, sizeof bytes);
   return raw + kHeader;
 }

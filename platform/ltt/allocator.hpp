@@ -103,6 +103,8 @@ class allocator {
 };
 
 /// The global allocator's implementation: malloc with a 16-byte header that keeps the size.
+/// Blocks of 4 MiB and more are advised for transparent huge pages (madvise MADV_HUGEPAGE on
+/// the whole 2 MiB pages inside them), which the kernel honours unless its mode is "never".
 class MallocAllocator final : public allocator {
  public:
   MallocAllocator() noexcept;

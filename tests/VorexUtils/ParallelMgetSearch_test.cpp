@@ -99,6 +99,22 @@ TEST_F(ParallelMgetSearch, OneJobPerThreadInPiecesCoveringTheStretch) {
   EXPECT_TRUE(fake.records().empty());  // too short to split: done on the calling thread
 }
 
+TEST_F(ParallelMgetSearch, DenseListsAreMergedInSlicesAcrossThePieces) {
+  // Every position is a hit: the second and third pieces' lists (2 x 233,333 entries) are
+  // copied behind the first piece's hits by three jobs whose slices cross the lists' borders.
+  const IndexVectorRef ref = column();
+  Execution::testing::FakeJobExecutor fake(1);
+  Execution::testing::ScopedJobExecutor scoped(fake);
+  PosList got{7u};
+  VorexUtils::parallelMgetSearch(ref, 1, kSize - 1, 0, 8192, got, 3);
+  std::size_t merges = 0;
+  for (const auto& r : fake.records()) merges += r.method == "ParallelMgetSearchMerge";
+  EXPECT_EQ(merges, 3u);
+  ASSERT_EQ(got.size(), kSize);
+  EXPECT_EQ(got[0], 7u);
+  for (std::size_t i = 1; i < got.size(); ++i) ASSERT_EQ(got[i], i);
+}
+
 TEST_F(ParallelMgetSearch, FailedGrowthLeavesTheListAsItWas) {
   const IndexVectorRef ref = column();
   ltt::testing::CountingAllocator counting;

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <fstream>
 #include <new>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -61,6 +64,30 @@ TEST(Allocator, GlobalBlocksAreAlignedAndSizedExactly) {
   EXPECT_EQ(g.bytesInUse(), bytes0);
   EXPECT_EQ(g.blocksInUse(), blocks0);
   EXPECT_THROW(g.allocate(SIZE_MAX), ltt::bad_alloc);
+}
+
+// The VmFlags of the mapping that holds `address`, from /proc/self/smaps.
+std::string mappingFlags(const void* address) {
+  const auto at = reinterpret_cast<std::uintptr_t>(address);
+  std::ifstream smaps("/proc/self/smaps");
+  bool inside = false;
+  for (std::string line; std::getline(smaps, line);) {
+    std::uintptr_t lo = 0, hi = 0;
+    char dash = 0;
+    std::istringstream head(line);
+    if (head >> std::hex >> lo >> dash >> hi && dash == '-') inside = lo <= at && at < hi;
+    else if (inside && line.rfind("VmFlags:", 0) == 0) return line;
+  }
+  return {};
+}
+
+TEST(Allocator, LargeGlobalBlocksAreOfferedHugePages) {
+  // Only whole 2 MiB pages inside the block are advised, so a 5 MiB block always holds one.
+  allocator& g = allocator::global_allocator();
+  auto* big = static_cast<char*>(g.allocate(5u << 20));
+  EXPECT_NE(mappingFlags(big + (5u << 19)).find(" hg"), std::string::npos)
+      << mappingFlags(big + (5u << 19));
+  g.deallocate(big);
 }
 
 TEST(Allocator, ChildrenCountTheirOwnUsageAndForwardToTheParent) {
