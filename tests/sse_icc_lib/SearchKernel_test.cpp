@@ -2,11 +2,8 @@
 // value i is stream bits [i*W, i*W+W) of little-endian 64-bit words, and it hits when
 // rangeFrom <= value < rangeTo. Every width 1..32, every kind of bound, both writers, aligned and
 // unaligned starts, counts around the step and 128 boundaries, and data that end at a guard page.
-#include <sys/mman.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,29 +12,14 @@
 
 #include "VorexUtils/MgetBuffer.hpp"
 #include "sse_icc_lib/sse_icc_lib.hpp"
+#include "tests/VorexUtils/PackedReference.hpp"
+#include "tests/sse_icc_lib/GuardedWords.hpp"
 
 namespace {
 
 using Word = sse_icc_lib::Word;
-
-std::uint64_t maskOf(unsigned w) { return (std::uint64_t{1} << w) - 1; }
-
-unsigned refGet(const Word* data, unsigned w, std::size_t i) {
-  std::uint64_t v = 0;
-  for (unsigned b = 0; b < w; ++b) {
-    const std::uint64_t bit = std::uint64_t{i} * w + b;
-    v |= ((data[bit / 64] >> (bit % 64)) & 1u) << b;
-  }
-  return static_cast<unsigned>(v);
-}
-
-void refSet(Word* data, unsigned w, std::size_t i, std::uint64_t value) {
-  for (unsigned b = 0; b < w; ++b) {
-    const std::uint64_t bit = std::uint64_t{i} * w + b;
-    const Word m = Word{1} << (bit % 64);
-    data[bit / 64] = ((value >> b) & 1u) ? (data[bit / 64] | m) : (data[bit / 64] & ~m);
-  }
-}
+using vorex_test::maskOf;
+using vorex_test::referenceValue;
 
 bool hit(unsigned v, unsigned from, unsigned to) { return from <= v && v < to; }
 
@@ -119,7 +101,7 @@ std::vector<Word> makeData(unsigned w, std::size_t n, std::uint32_t seed) {
   for (std::size_t i = 0; i < n; ++i) {
     const std::uint64_t r = rng();
     const std::uint64_t v = (r & 1) ? edges[(r >> 1) % std::size(edges)] : (r >> 8);
-    refSet(data.data(), w, i, v & m);
+    packed_ref::put(data.data(), w, i, v & m);
   }
   data.back() = rng();  // the spare word holds garbage
   return data;
@@ -158,7 +140,7 @@ TEST_P(SearchKernel, BitVectorBodyMatchesReference) {
         EXPECT_LT(count - consumed, 256u);
         for (std::size_t i = 0; i < bits.size() * 8; ++i) {
           bool expect = (before[i / 8] >> (i % 8)) & 1;
-          if (i >= start && i < index) expect |= hit(refGet(data.data(), w, i), r.from, r.to);
+          if (i >= start && i < index) expect |= hit(referenceValue(data.data(), w, i), r.from, r.to);
           ASSERT_EQ(expect, ((bits[i / 8] >> (i % 8)) & 1) != 0) << "bit " << i;
         }
         if (HasFailure()) return;
@@ -182,7 +164,7 @@ TEST_P(SearchKernel, ListSearchAppendsReferenceHits) {
         std::vector<unsigned> expect = prior;
         if (r.from <= maskOf(w))
           for (std::size_t i = start; i < start + count; ++i)
-            if (hit(refGet(data.data(), w, i), r.from, r.to)) expect.push_back(static_cast<unsigned>(i));
+            if (hit(referenceValue(data.data(), w, i), r.from, r.to)) expect.push_back(static_cast<unsigned>(i));
         TestList out(prior);
         k.list(start, count, r.from, r.to, out, w, data.data(), maskOf(w));
         ASSERT_EQ(expect, out.content());
@@ -208,7 +190,7 @@ TEST_P(SearchKernel, ListBodyGrowsASmallList) {
     ASSERT_LE(index - 256, count);
     std::vector<unsigned> expect = {42};
     for (std::size_t i = 256; i < index; ++i)
-      if (hit(refGet(data.data(), w, i), r.from, r.to)) expect.push_back(static_cast<unsigned>(i));
+      if (hit(referenceValue(data.data(), w, i), r.from, r.to)) expect.push_back(static_cast<unsigned>(i));
     ASSERT_LE(idx, out.size());
     const std::vector<unsigned> got = out.content();
     EXPECT_EQ(expect, std::vector<unsigned>(got.begin(), got.begin() + idx));
@@ -223,18 +205,16 @@ TEST_P(SearchKernel, ListBodyGrowsASmallList) {
 TEST_P(SearchKernel, DataEndingAtAGuardPage) {
   const Kernels& k = kernels(isa());
   const unsigned w = width();
-  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  char* map = static_cast<char*>(
-      mmap(nullptr, 3 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-  ASSERT_NE(MAP_FAILED, static_cast<void*>(map));
-  ASSERT_EQ(0, mprotect(map + 2 * page, page, PROT_NONE));
+  std::mt19937_64 rng(w);
+  vorex_test::GuardedWords guard((1024 + 256) * 32 / 64);
+  ASSERT_TRUE(guard.ok());
   const std::size_t maxCount = 1024 + 256;  // at most 32 * 1280 bits: inside the two pages
   const std::vector<Word> src = makeData(w, maxCount, 4000 + w);
   for (std::size_t count = 128; count <= 1024 + 128; count += (count < 512 ? 1 : 37)) {
     const std::size_t words = (count * w + 63) / 64;
-    Word* data = reinterpret_cast<Word*>(map + 2 * page) - words;
-    std::memcpy(data, src.data(), words * sizeof(Word));
-    const unsigned v = refGet(data, w, count - 1);
+    Word* data = guard.words(words, rng);
+    std::copy(src.begin(), src.begin() + long(words), data);
+    const unsigned v = referenceValue(data, w, count - 1);
     for (const Range& r : {Range{v, v + 1}, Range{1, static_cast<unsigned>(maskOf(w))}}) {
       SCOPED_TRACE(::testing::Message() << k.name << " W=" << w << " count=" << count << " from=" << r.from);
       std::vector<unsigned char> bits(count / 8 + 64, 0);
@@ -242,17 +222,16 @@ TEST_P(SearchKernel, DataEndingAtAGuardPage) {
       k.bitVector(index, count, r.from, r.to, bits.data(), w, data, maskOf(w));
       ASSERT_LE(index, count);
       for (std::size_t i = 0; i < index; ++i)
-        ASSERT_EQ(hit(refGet(data, w, i), r.from, r.to), ((bits[i / 8] >> (i % 8)) & 1) != 0) << i;
+        ASSERT_EQ(hit(referenceValue(data, w, i), r.from, r.to), ((bits[i / 8] >> (i % 8)) & 1) != 0) << i;
       std::vector<unsigned> expect;
       for (std::size_t i = 0; i < count; ++i)
-        if (hit(refGet(data, w, i), r.from, r.to)) expect.push_back(static_cast<unsigned>(i));
+        if (hit(referenceValue(data, w, i), r.from, r.to)) expect.push_back(static_cast<unsigned>(i));
       TestList out({});
       k.list(0, count, r.from, r.to, out, w, data, maskOf(w));
       ASSERT_EQ(expect, out.content());
     }
-    if (HasFailure()) break;
+    if (HasFailure()) return;
   }
-  munmap(map, 3 * page);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllWidths, SearchKernel,
@@ -261,28 +240,5 @@ INSTANTIATE_TEST_SUITE_P(AllWidths, SearchKernel,
                            return std::string(std::get<0>(info.param) ? "AVX2" : "SSE4") + "_W" +
                                   std::to_string(std::get<1>(info.param));
                          });
-
-// The same hits through both instruction sets, also for a width-32 sign boundary that the
-// reference would hide if both were wrong the same way.
-TEST(SearchKernelSign, Width32AcrossTheSignBit) {
-  std::vector<Word> data(129, 0);
-  const unsigned values[] = {0x7ffffffe, 0x7fffffff, 0x80000000, 0x80000001};
-  std::vector<unsigned> expect;
-  for (std::size_t i = 0; i < 256; ++i) {
-    refSet(data.data(), 32, i, values[i % 4]);
-    if (i % 4 == 1 || i % 4 == 2) expect.push_back(static_cast<unsigned>(i));
-  }
-  for (int isa = 0; isa < 2; ++isa) {
-    if (!kernels(isa).supported) continue;
-    TestList out({});
-    unsigned idx = 0;
-    std::size_t index = 0;
-    out.vector_resize_noinit(16);
-    kernels(isa).impl(index, 256, 0x7fffffff, 0x80000001, out, 32, data.data(), 0xffffffffu, idx);
-    EXPECT_EQ(256u, index) << kernels(isa).name;
-    out.vector_resize_noinit(idx);
-    EXPECT_EQ(expect, out.content()) << kernels(isa).name;
-  }
-}
 
 }  // namespace
