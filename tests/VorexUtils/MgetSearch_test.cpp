@@ -14,6 +14,7 @@
 #include "VorexUtils/IndexVectorRef.hpp"
 #include "VorexUtils/MgetBuffer.hpp"
 #include "ltt/testing/CountingAllocator.hpp"
+#include "tests/VorexUtils/PackedReference.hpp"
 
 namespace VorexUtils {
 namespace {
@@ -27,22 +28,12 @@ unsigned maskOf(unsigned bits) { return bits == 0 ? 0 : kAll >> (32 - bits); }
 struct Packed {
   unsigned bits;
   std::vector<unsigned> values;
-  std::vector<unsigned long> words;  // used words and the spare word, nothing more
+  std::vector<std::uint64_t> words;  // used words and the spare word, nothing more
 
   Packed(unsigned b, std::vector<unsigned> v, std::mt19937_64& rng)
       : bits(b), values(std::move(v)) {
-    const std::size_t used = bits == 0 ? 1 : (std::uint64_t{bits} * values.size() + 63) / 64;
-    words.resize(used + 1);
-    for (auto& w : words) w = rng();
-    for (std::size_t i = 0; i < values.size(); ++i)
-      for (unsigned k = 0; k < bits; ++k) {
-        const std::uint64_t p = std::uint64_t{bits} * i + k;
-        const unsigned long bit = 1ul << (p % 64);
-        if ((values[i] >> k) & 1)
-          words[p / 64] |= bit;
-        else
-          words[p / 64] &= ~bit;
-      }
+    words = packed_ref::randomWords(std::max<std::size_t>(packed_ref::exactWords(bits, values.size()), 1) + 1, rng);
+    for (std::size_t i = 0; i < values.size(); ++i) packed_ref::put(words.data(), bits, i, values[i]);
   }
   IndexVectorRef view() const { return IndexVectorRef(words.data(), bits); }
 };
@@ -217,98 +208,42 @@ TEST_P(MgetSearchSweep, PositionRangesAndIteratorTwins) {
     for (unsigned i = ranges[k]; i < ranges[k + 1]; ++i)
       if (lo <= d.values[i] && d.values[i] < hi) hits.push_back(i);
 
+  // Each iterator twin must give what the plain search gives with the same arguments.
   IndexVectorRef::ReadIterator it{123};
-  ltt::vector<unsigned> list = prefixed(), twinList = prefixed();
-  ref.mgetSearch(ranges, lo, hi, list);
-  ref.mgetSearch(it, ranges, lo, hi, twinList);
-  EXPECT_EQ(plain(list), expectedList(hits));
-  EXPECT_EQ(plain(twinList), expectedList(hits));
-
-  BitVector bv = presetBits(), twinBv = presetBits();
-  ref.mgetSearch(ranges, lo, hi, bv);
-  ref.mgetSearch(it, ranges, lo, hi, twinBv);
-  // Ranges were not ascending, so the bits are the union.
-  std::sort(hits.begin(), hits.end());
+  auto withTwin = [&](const IndexVectorRef& view, auto&&... args) {
+    ltt::vector<unsigned> list = prefixed(), twinList = prefixed();
+    BitVector bv = presetBits(), twinBv = presetBits();
+    view.mgetSearch(args..., list);
+    view.mgetSearch(it, args..., twinList);
+    view.mgetSearch(args..., bv);
+    view.mgetSearch(it, args..., twinBv);
+    EXPECT_EQ(plain(list), plain(twinList));
+    EXPECT_TRUE(bv == twinBv);
+    return std::pair{plain(list), bv};
+  };
+  const auto [list, bv] = withTwin(ref, ranges, lo, hi);
+  EXPECT_EQ(list, expectedList(hits));
+  std::sort(hits.begin(), hits.end());  // ranges were not ascending: the bits are the union
   EXPECT_EQ(firstBitDifference(bv, hits), -1);
-  EXPECT_EQ(firstBitDifference(twinBv, hits), -1);
 
-  // The remaining twins forward with the same arguments.
-  ltt::vector<unsigned> a = prefixed(), b = prefixed();
-  ref.mgetSearch(70, 700, lo, hi, a);
-  ref.mgetSearch(it, 70, 700, lo, hi, b);
-  EXPECT_EQ(plain(a), plain(b));
-  BitVector ba = presetBits(), bb = presetBits();
-  ref.mgetSearch(70, 700, lo, hi, ba);
-  ref.mgetSearch(it, 70, 700, lo, hi, bb);
-  EXPECT_TRUE(ba == bb);
-
+  withTwin(ref, std::size_t{70}, std::size_t{700}, lo, hi);
   BitVector filter(std::size_t{std::min(maskOf(bits), 1u << 20)} + 1, true);
-  ltt::vector<unsigned> fa = prefixed(), fb = prefixed();
   const Packed small(bits, valuesFor(bits, pivots, 1u << 20, rng), rng);
-  small.view().mgetSearch(70, 700, filter, fa);
-  small.view().mgetSearch(it, 70, 700, filter, fb);
-  EXPECT_EQ(fa.size(), kPrefix.size() + 700);
-  EXPECT_EQ(plain(fa), plain(fb));
-  BitVector fba = presetBits(), fbb = presetBits();
-  small.view().mgetSearch(70, 700, filter, fba);
-  small.view().mgetSearch(it, 70, 700, filter, fbb);
-  EXPECT_TRUE(fba == fbb);
+  EXPECT_EQ(withTwin(small.view(), std::size_t{70}, std::size_t{700}, filter).first.size(),
+            kPrefix.size() + 700);
   EXPECT_EQ(it.position, 123u);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllWidths, MgetSearchSweep, ::testing::Range(0u, 33u),
                          [](const auto& info) { return "bits" + std::to_string(info.param); });
 
-TEST(MgetSearch, WidthZeroFillsWholeWords) {
-  const unsigned long words[2] = {0x123456789ul, 0};  // content is irrelevant at width 0
-  const IndexVectorRef ref(words, 0);
-  BitVector bv(1100, false);
-  bv.set(1010);
-  ref.mgetSearch(0, 1000, 0, 1, bv);
-  for (std::size_t w = 0; w < 15; ++w) EXPECT_EQ(bv.wordsBegin()[w], ~0ul) << w;
-  EXPECT_EQ(bv.wordsBegin()[15], (1ul << 40) - 1 + (1ul << (1010 - 960)));
-  EXPECT_EQ(bv.countSet(), 1001u);
-
-  ltt::vector<unsigned> list;
-  ref.mgetSearch(0, 1000, 0, 1, list);
-  ASSERT_EQ(list.size(), 1000u);
-  for (unsigned i = 0; i < 1000; ++i) EXPECT_EQ(list[i], i);
-
-  // Value 0 matches only when rangeFrom is 0 and rangeTo is not.
-  ltt::vector<unsigned> none;
-  BitVector noBits(1000, false);
-  for (auto [lo, hi] : {std::pair{1u, 2u}, {0u, 0u}, {1u, 0u}}) {
-    ref.mgetSearch(0, 1000, lo, hi, none);
-    ref.mgetSearch(0, 1000, lo, hi, noBits);
-  }
-  EXPECT_TRUE(none.empty());
-  EXPECT_EQ(noBits.countSet(), 0u);
-}
-
-TEST(MgetSearch, SignBitAtWidth32) {
+// The sweep's filters stop at 2^20; a filter with a bit for every 32-bit value reaches the top.
+TEST(MgetSearch, FilterReachesTheTopOf32Bits) {
   std::mt19937_64 rng(5);
-  const std::vector<unsigned> pattern = {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu,
-                                         0,           0x80000001u, 0x7FFFFFFEu};
+  const std::vector<unsigned> pattern = {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFEu, 0xFFFFFFFFu, 0};
   std::vector<unsigned> values(200);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] = pattern[i % pattern.size()];
   const Packed d(32, values, rng);
-  auto count = [&](unsigned lo, unsigned hi) {
-    ltt::vector<unsigned> list;
-    d.view().mgetSearch(0, values.size(), lo, hi, list);
-    BitVector bv(values.size(), false);
-    d.view().mgetSearch(0, values.size(), lo, hi, bv);
-    EXPECT_EQ(bv.countSet(), list.size());
-    return list.size();
-  };
-  // 200 values, 7 patterns: 29 copies of the first four patterns, 28 of the rest.
-  EXPECT_EQ(count(0x7FFFFFFFu, 0x80000000u), 29u);
-  EXPECT_EQ(count(0x80000000u, 0xFFFFFFFFu), 29u + 29u + 28u);
-  EXPECT_EQ(count(0xFFFFFFFEu, 0xFFFFFFFFu), 29u);
-  EXPECT_EQ(count(0, 0x80000000u), 29u + 28u + 28u);
-  EXPECT_EQ(count(0, kAll), 200u - 29u);  // 0xFFFFFFFF lies above every range
-  EXPECT_EQ(count(0x80000000u, 0x7FFFFFFFu), 0u);
-
-  // Through a value filter it is found; the filter needs a bit for every 32-bit value.
   BitVector filter(std::size_t{1} << 32, false);
   filter.set(0xFFFFFFFFu);
   filter.set(0x80000000u);
