@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <random>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -32,8 +33,10 @@ struct Packed {
 
   Packed(unsigned b, std::vector<unsigned> v, std::mt19937_64& rng)
       : bits(b), values(std::move(v)) {
-    words = packed_ref::randomWords(std::max<std::size_t>(packed_ref::exactWords(bits, values.size()), 1) + 1, rng);
-    for (std::size_t i = 0; i < values.size(); ++i) packed_ref::put(words.data(), bits, i, values[i]);
+    const std::size_t used = std::max<std::size_t>(packed_ref::exactWords(bits, values.size()), 1);
+    words = packed_ref::randomWords(used + 1, rng);
+    for (std::size_t i = 0; i < values.size(); ++i)
+      packed_ref::put(words.data(), bits, i, values[i]);
   }
   IndexVectorRef view() const { return IndexVectorRef(words.data(), bits); }
 };
@@ -314,19 +317,15 @@ const bool kLoadAvx2 = detail::gUseMgetSearchAVX2;
 
 struct SlotCall {
   static inline int calls = 0;
-  static inline unsigned long from = 0, count = 0;
-  static inline unsigned rangeFrom = 0, rangeTo = 0, bits = 0;
+  // from, count, rangeFrom, rangeTo and bits of the last call
+  static inline std::tuple<std::size_t, std::size_t, unsigned, unsigned, unsigned> args;
   static void resBv(std::size_t f, std::size_t c, unsigned lo, unsigned hi, BitVector&, unsigned b,
                     const unsigned long*, unsigned long) {
     record(f, c, lo, hi, b);
   }
   static void record(std::size_t f, std::size_t c, unsigned lo, unsigned hi, unsigned b) {
     ++calls;
-    from = f;
-    count = c;
-    rangeFrom = lo;
-    rangeTo = hi;
-    bits = b;
+    args = {f, c, lo, hi, b};
   }
   /// Appends `from` through the wrapper, as a kernel would.
   static void list(std::size_t f, std::size_t c, unsigned lo, unsigned hi, VectorWrapperIfc& out,
@@ -352,11 +351,7 @@ TEST(MgetSearch, RoutingThroughSlots) {
   d.view().mgetSearch(10, 200, 4, 6, bv);
   detail::gMgetSearchResBvPtr_C_Fn = saved;
   EXPECT_EQ(SlotCall::calls, 1);
-  EXPECT_EQ(SlotCall::from, 10u);
-  EXPECT_EQ(SlotCall::count, 200u);
-  EXPECT_EQ(SlotCall::rangeFrom, 4u);
-  EXPECT_EQ(SlotCall::rangeTo, 6u);
-  EXPECT_EQ(SlotCall::bits, 7u);
+  EXPECT_EQ(SlotCall::args, std::make_tuple(std::size_t{10}, std::size_t{200}, 4u, 6u, 7u));
   EXPECT_EQ(bv.countSet(), 0u);  // the slot did the work, nothing else did
 
   // The list slot is read only while a SIMD search is selected.
@@ -369,7 +364,7 @@ TEST(MgetSearch, RoutingThroughSlots) {
   ltt::vector<unsigned> routed = prefixed();
   d.view().mgetSearch(20, 30, 5, 6, routed);
   EXPECT_EQ(SlotCall::calls, 2);
-  EXPECT_EQ(SlotCall::count, 30u);
+  EXPECT_EQ(std::get<1>(SlotCall::args), 30u);
   EXPECT_EQ(plain(routed), expectedList({20}));
 
   // A value filter never goes through a slot.
