@@ -10,21 +10,28 @@
 #include <ctime>
 #include <mutex>
 
+#include "VorexUtils/VorexEnvironment.hpp"
+
 namespace Diagnose {
 
 namespace {
 
 // Writes whole lines with one fwrite each, so records of different threads never interleave.
-// Never throws: a trace problem must not reach the caller.
+// The target is the file set by setTraceFile, else "vorex.trc" in the trace directory when the
+// host or the environment has set one (looked up at each record, so a directory set later takes
+// effect at once), else stderr. Never throws: a trace problem must not reach the caller.
 class DefaultSink final : public TraceSink {
  public:
   void write(const TraceRecord& r) override {
-    std::string line = formatTraceLine(r);
-    if (r.endLine && (line.empty() || line.back() != '\n')) line.push_back('\n');
-    std::lock_guard<std::mutex> lock(m_mutex);
-    std::FILE* out = m_file ? m_file : stderr;
-    std::fwrite(line.data(), 1, line.size(), out);
-    std::fflush(out);
+    try {
+      std::string line = formatTraceLine(r);
+      if (r.endLine && (line.empty() || line.back() != '\n')) line.push_back('\n');
+      std::lock_guard<std::mutex> lock(m_mutex);
+      std::FILE* out = target();
+      std::fwrite(line.data(), 1, line.size(), out);
+      std::fflush(out);
+    } catch (...) {
+    }
   }
 
   bool setFile(const std::string& path) noexcept {
@@ -46,13 +53,36 @@ class DefaultSink final : public TraceSink {
 
   std::string path() {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_path;
+    if (m_file) return m_path;
+    target();
+    return m_dirFile ? m_dirPath : std::string();
   }
 
  private:
+  // Called with m_mutex held.
+  std::FILE* target() {
+    if (m_file) return m_file;
+    std::string dir = VorexUtils::VorexEnvironment::getSetTraceDirectory();
+    if (dir != m_dir) {
+      if (m_dirFile) std::fclose(m_dirFile);
+      m_dirFile = nullptr;
+      m_dirPath.clear();
+      m_dir = std::move(dir);
+      if (!m_dir.empty()) {
+        m_dirPath = VorexUtils::VorexEnvironment::makeStandardFullTracePath(kDirFileName);
+        if (!m_dirPath.empty()) m_dirFile = std::fopen(m_dirPath.c_str(), "a");
+      }
+    }
+    return m_dirFile ? m_dirFile : stderr;
+  }
+
+  static constexpr const char* kDirFileName = "vorex.trc";
   std::mutex m_mutex;
-  std::FILE* m_file = nullptr;
+  std::FILE* m_file = nullptr;  // set by setTraceFile
   std::string m_path;
+  std::string m_dir;               // the trace directory m_dirFile belongs to; "" for none
+  std::FILE* m_dirFile = nullptr;  // <m_dir>/vorex.trc, or null if it could not be opened
+  std::string m_dirPath;
 };
 
 std::atomic<TraceSink*> g_installed{nullptr};

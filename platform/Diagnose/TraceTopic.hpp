@@ -129,8 +129,10 @@ class TraceSink {
 /// without its directories).
 std::string formatTraceLine(const TraceRecord& record);
 
-/// Sends the default sink's lines to `path` (appended); an empty path returns to stderr.
-/// False, and no change, when the file cannot be opened.
+/// Sends the default sink's lines to `path` (appended). An empty path returns to the default
+/// target: "vorex.trc" in the trace directory when the host (VorexEnvironment::setTraceDirectory)
+/// or $VOREX_TRACE_DIR has set one, otherwise stderr. False, and no change, when the file cannot
+/// be opened.
 bool setTraceFile(const std::string& path) noexcept;
 /// The file the default sink writes to, or "" for stderr.
 std::string getTraceFile();

@@ -28,14 +28,19 @@ void VorexEnvironment::setTraceDirectory(const std::string& path) {
   explicitDir() = withoutTrailingSlashes(path);
 }
 
-std::string VorexEnvironment::getTraceDirectory() {
+std::string VorexEnvironment::getSetTraceDirectory() {
   {
     std::lock_guard<std::mutex> lock(dirMutex());
     if (!explicitDir().empty()) return explicitDir();
   }
   const char* env = std::getenv("VOREX_TRACE_DIR");
   if (env != nullptr && *env != '\0') return withoutTrailingSlashes(env);
-  return "./trace";
+  return std::string();
+}
+
+std::string VorexEnvironment::getTraceDirectory() {
+  std::string dir = getSetTraceDirectory();
+  return dir.empty() ? "./trace" : dir;
 }
 
 std::string VorexEnvironment::makeStandardFullTracePath(const std::string& name) {

@@ -13,6 +13,8 @@ class VorexEnvironment {
   static void setTraceDirectory(const std::string& path);
   /// The trace directory without a trailing slash (not created by this call).
   static std::string getTraceDirectory();
+  /// As getTraceDirectory, but "" when neither the host nor $VOREX_TRACE_DIR has set one.
+  static std::string getSetTraceDirectory();
   /// The full path of trace file `name` under the trace directory, which is created if needed.
   /// A leading "trace/" is dropped first. Returns "" for a name that is empty, absolute, or
   /// holds "/" or "..", and when the directory cannot be created.

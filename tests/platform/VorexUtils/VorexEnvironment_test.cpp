@@ -6,7 +6,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
+
+#include "Diagnose/TraceTopic.hpp"
 
 namespace {
 
@@ -59,6 +62,43 @@ TEST_F(VorexEnvironmentTest, SourcesInOrderHostThenEnvironmentThenDefault) {
   EXPECT_EQ(VorexEnvironment::makeStandardFullTracePath("t.py"), m_dir + "/env/t.py");
   unsetenv("VOREX_TRACE_DIR");
   EXPECT_EQ(VorexEnvironment::getTraceDirectory(), "./trace");
+}
+
+std::string fileText(const std::string& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TEST_F(VorexEnvironmentTest, DefaultTraceSinkFollowsTheTraceDirectoryUnlessAFileIsSet) {
+  // The test main silences traces with a sink of its own; the default one is under test here.
+  struct DefaultSinkInScope {
+    Diagnose::TraceSink* previous = Diagnose::TraceSink::install(nullptr);
+    ~DefaultSinkInScope() { Diagnose::TraceSink::install(previous); }
+  } scope;
+  auto emit = [](const char* text) {
+    Diagnose::TraceSink::current().write({nullptr, Diagnose::TraceLevel(2), "f.cpp", 7, 1, 0, text});
+  };
+  emit("into the host's directory");
+  const std::string first = m_dir + "/vorex.trc";
+  EXPECT_EQ(Diagnose::getTraceFile(), first);
+  VorexEnvironment::setTraceDirectory("");
+  setenv("VOREX_TRACE_DIR", (m_dir + "/env").c_str(), 1);
+  emit("into the environment's directory");
+  EXPECT_EQ(Diagnose::getTraceFile(), m_dir + "/env/vorex.trc");
+  ASSERT_TRUE(Diagnose::setTraceFile(m_dir + "/chosen.trc"));
+  emit("into the chosen file");
+  EXPECT_EQ(Diagnose::getTraceFile(), m_dir + "/chosen.trc");
+  ASSERT_TRUE(Diagnose::setTraceFile(""));
+  unsetenv("VOREX_TRACE_DIR");
+  EXPECT_EQ(Diagnose::getTraceFile(), "");  // stderr again
+
+  EXPECT_EQ(fileText(first), "1970-01-01 00:00:00.000000 1 2 ? f.cpp:7 into the host's directory\n");
+  const std::string env = fileText(m_dir + "/env/vorex.trc");
+  EXPECT_NE(env.find("into the environment's directory\n"), std::string::npos);
+  EXPECT_EQ(env.find("chosen"), std::string::npos);
+  EXPECT_NE(fileText(m_dir + "/chosen.trc").find("into the chosen file"), std::string::npos);
 }
 
 }  // namespace
