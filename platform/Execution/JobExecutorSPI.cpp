@@ -120,8 +120,9 @@ struct TbbJobExecutor::Impl {
   // slots, and a caller beyond them is handed as a task to a thread already blocked in its own
   // wait, where such nested waits can stall every thread. Instead the caller runs queued steps on
   // its own thread (so one caller still adds a core to oneTBB's workers) and otherwise sleeps
-  // until its last job is done. Tasks hold the batch by shared_ptr, so a task that finds its
-  // queue already drained may still run after the caller returned.
+  // until its last job is done and every task it launched has ended: a task still finishing a
+  // step when the caller takes the last one must not touch the executor after execute() returns
+  // (the executor may be destroyed then). Tasks hold the batch by shared_ptr.
   struct Batch {
     struct Step {
       JobBase* job;
@@ -138,6 +139,7 @@ struct TbbJobExecutor::Impl {
     std::mutex doneMutex;
     std::condition_variable doneCv;
     std::size_t unfinished;           // guarded by doneMutex
+    std::size_t tasks = 0;            // guarded by doneMutex; launched and not yet ended
     std::uint64_t pushes = 0;         // guarded by doneMutex; moves on every queued step
     std::exception_ptr failure;       // guarded by doneMutex; the first exception of a job
     std::atomic<bool> failed{false};  // once set, queued steps are dropped
@@ -158,12 +160,29 @@ struct TbbJobExecutor::Impl {
       doneCv.notify_all();  // the caller may be waiting for work
     }
 
-    // One task per pushed step, enqueued after the push.
+    // One task per pushed step, enqueued after the push. If it cannot be enqueued, the step
+    // stays queued for the caller's thread, which runs whatever is queued.
     static void launch([[maybe_unused]] const std::shared_ptr<Batch>& self,
                        [[maybe_unused]] int slot) {
 #if !VOREX_EXECUTOR_PLAIN_THREADS
-      self->impl.arena(slot).enqueue([self, slot] { self->runHead(slot, false); });
+      {
+        std::lock_guard<std::mutex> lock(self->doneMutex);
+        ++self->tasks;
+      }
+      try {
+        self->impl.arena(slot).enqueue([self, slot] {
+          self->runHead(slot, false);
+          self->taskEnded();
+        });
+      } catch (...) {
+        self->taskEnded();
+      }
 #endif
+    }
+
+    void taskEnded() {
+      std::lock_guard<std::mutex> lock(doneMutex);
+      if (--tasks == 0 && unfinished == 0) doneCv.notify_all();
     }
 
     // Runs the step at the head of the slot's queue; false when there was none to take. The
@@ -232,16 +251,16 @@ struct TbbJobExecutor::Impl {
         std::uint64_t seen;
         {
           std::lock_guard<std::mutex> lock(doneMutex);
-          if (unfinished == 0) break;
+          if (unfinished == 0 && tasks == 0) break;
           seen = pushes;
         }
         if (runAny(true)) continue;
         // Sleep until a step is queued (one pushed since `seen` is not missed) or the last job
-        // ends. Waking on the end alone would leave the caller idle for the whole timeout while
-        // steps wait, and a step is well under a millisecond of work.
+        // and task end. Waking on the end alone would leave the caller idle for the whole
+        // timeout while steps wait, and a step is well under a millisecond of work.
         std::unique_lock<std::mutex> lock(doneMutex);
         doneCv.wait_for(lock, std::chrono::milliseconds(1),
-                        [&] { return unfinished == 0 || pushes != seen; });
+                        [&] { return (unfinished == 0 && tasks == 0) || pushes != seen; });
       }
 #if VOREX_EXECUTOR_PLAIN_THREADS
       for (auto& t : helpers) t.join();
