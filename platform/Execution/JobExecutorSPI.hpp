@@ -61,7 +61,9 @@ int arenaIndexForNode(int node, std::span<const int> nodes) noexcept;
 /// node; after a run that returns 1 the job is queued again (first in, first out), so that the
 /// jobs of one execute() interleave step by step. The calling thread never enters an arena: it
 /// runs queued steps itself while it waits (except those of strict jobs bound to a node), which
-/// adds its core to oneTBB's workers, and sleeps when none is left.
+/// adds its core to oneTBB's workers, and sleeps when none is left. execute() returns only when
+/// every job is done and every task it handed to oneTBB has ended, so the executor and the jobs
+/// may be destroyed right after it.
 /// Thread-safe: any number of threads may call execute() at once.
 class TbbJobExecutor final : public JobExecutorSPI {
  public:
