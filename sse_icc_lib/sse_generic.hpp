@@ -430,7 +430,8 @@ struct Chunk {
     }
   }
 
-  /// `to` is the exclusive upper bound as a 64-bit number (2^W for NoMax).
+  /// `to` is the exclusive upper bound as a 64-bit number (2^W for NoMax, which search_impl
+  /// never asks for at width 32: an unsigned rangeTo cannot lie above that width's mask).
   Chunk(unsigned from, unsigned long long to) {
     for (unsigned k = 0; k < S::kGroups; ++k) {
       const PartLayout& lo = L.part[S::loPart(k)];
@@ -438,15 +439,6 @@ struct Chunk {
       std::uint8_t a[2][16], c[2][16];
       fillBounds(lo, a[0], c[0], from, static_cast<unsigned>(to));
       fillBounds(hi, a[1], c[1], from, static_cast<unsigned>(to));
-      if constexpr (B != Eq && W == 32) {
-        if (to > 0xffffffffull) {  // width 32, no upper bound: from >= 1, so (2^32 - from) fits
-          const unsigned long long cv = ((0x100000000ull - from) ^ 0x80000000ull) & 0xffffffffull;
-          for (unsigned i = 0; i < L.lanes; ++i) {
-            std::memcpy(c[0] + 4 * i, &cv, 4);
-            std::memcpy(c[1] + 4 * i, &cv, 4);
-          }
-        }
-      }
       g[k].shuf0 = Isa::load_table(lo.shuf[0], hi.shuf[0]);
       g[k].shuf1 = Isa::load_table(lo.shuf[1], hi.shuf[1]);
       g[k].mask = Isa::load_table(lo.lmask, hi.lmask);
