@@ -8,21 +8,15 @@
 #include "Diagnose/testing/CaptureStream.hpp"
 #include "VorexUtils/IndexVectorRef.hpp"
 #include "sse_icc_lib/ProcessorInfo.hpp"
-
-namespace vorex_cli {
-int runInfo(int argc, char** argv);
-int runScan(int argc, char** argv);
-}  // namespace vorex_cli
+#include "tools/vorex/Commands.hpp"
 
 namespace {
 
-using Runner = int (*)(int, char**);
-
-int run(Runner fn, std::vector<std::string> args, std::string& printed, std::string& errors) {
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
+int run(const char* command, std::vector<std::string> args, std::string& printed,
+        std::string& errors) {
+  args.insert(args.begin(), command);
   platform::testing::CaptureStream out(std::cout), err(std::cerr);
-  const int status = fn(int(argv.size()), argv.data());
+  const int status = vorex_cli::run(std::move(args));
   printed = out.str();
   errors = err.str();
   return status;
@@ -72,15 +66,15 @@ std::string expectedLine(const char* word) {
 
 TEST_F(IsaOption, InfoReportsTheSelection) {
   std::string printed, errors;
-  ASSERT_EQ(run(vorex_cli::runInfo, {}, printed, errors), 0) << errors;
+  ASSERT_EQ(run("info", {}, printed, errors), 0) << errors;
   EXPECT_NE(printed.find(expectedLine("nosse")), std::string::npos) << printed;
   for (const char* word : {"sse4_1", "auto", "nosse"}) {
     SCOPED_TRACE(word);
     fresh();
-    ASSERT_EQ(run(vorex_cli::runInfo, {"--isa", word}, printed, errors), 0) << errors;
+    ASSERT_EQ(run("info", {"--isa", word}, printed, errors), 0) << errors;
     EXPECT_NE(printed.find(expectedLine(word)), std::string::npos) << printed;
   }
-  EXPECT_EQ(run(vorex_cli::runInfo, {"--isa=sse4"}, printed, errors), 2);
+  EXPECT_EQ(run("info", {"--isa=sse4"}, printed, errors), 2);
   EXPECT_NE(errors.find("--isa"), std::string::npos) << errors;
 }
 
@@ -89,21 +83,20 @@ TEST_F(IsaOption, ScanSearchesWithTheChosenKernels) {
     SCOPED_TRACE(word);
     fresh();
     std::string printed, errors;
-    ASSERT_EQ(
-        run(vorex_cli::runScan, {"--n", "5000", "--bits", "11", "--isa", word}, printed, errors), 0)
+    ASSERT_EQ(run("scan", {"--n", "5000", "--bits", "11", "--isa", word}, printed, errors), 0)
         << errors;
     EXPECT_NE(printed.find(expectedLine(word)), std::string::npos) << printed;
     EXPECT_NE(printed.find("ok: every result equals the reference"), std::string::npos) << printed;
   }
   std::string printed, errors;
-  EXPECT_EQ(run(vorex_cli::runScan, {"--isa"}, printed, errors), 2);
+  EXPECT_EQ(run("scan", {"--isa"}, printed, errors), 2);
 }
 
 TEST_F(IsaOption, ReportShowsTheKeptAvx2BitVectorForm) {
   if (!ltt::ProcessorInfo::hasAvx2()) GTEST_SKIP() << "needs AVX2";
   std::string printed, errors;
-  ASSERT_EQ(run(vorex_cli::runInfo, {"--isa", "avx2"}, printed, errors), 0) << errors;
-  ASSERT_EQ(run(vorex_cli::runInfo, {"--isa", "sse4_1"}, printed, errors), 0) << errors;
+  ASSERT_EQ(run("info", {"--isa", "avx2"}, printed, errors), 0) << errors;
+  ASSERT_EQ(run("info", {"--isa", "sse4_1"}, printed, errors), 0) << errors;
   EXPECT_NE(printed.find("isa: mget sse4_1, mgetSearch sse4_1 (bit vectors: avx2), isSetSSE 1 1"),
             std::string::npos)
       << printed;

@@ -9,11 +9,7 @@
 #include <vector>
 
 #include "Diagnose/testing/CaptureStream.hpp"
-
-namespace vorex_cli {
-int runPack(int argc, char** argv);
-int runSearch(int argc, char** argv);
-}  // namespace vorex_cli
+#include "tools/vorex/Commands.hpp"
 
 namespace {
 
@@ -40,11 +36,10 @@ class PackSearchTest : public testing::Test {
     return p;
   }
   // Runs a command; returns its status and keeps what it printed.
-  int run(int (*cmd)(int, char**), std::vector<std::string> args) {
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
+  int run(const char* command, std::vector<std::string> args) {
+    args.insert(args.begin(), command);
     platform::testing::CaptureStream out(std::cout), err(std::cerr);
-    const int status = cmd(int(argv.size()), argv.data());
+    const int status = vorex_cli::run(std::move(args));
     printed = out.str();
     errors = err.str();
     return status;
@@ -56,20 +51,19 @@ class PackSearchTest : public testing::Test {
 
 TEST_F(PackSearchTest, PackedValuesAreFoundAgain) {
   const auto ivec = (dir / "a.ivec").string();
-  ASSERT_EQ(run(vorex_cli::runPack, {file("in.txt", "5\n 17\n\n3\r\n100\n17"), ivec}), 0) << errors;
+  ASSERT_EQ(run("pack", {file("in.txt", "5\n 17\n\n3\r\n100\n17"), ivec}), 0) << errors;
   EXPECT_NE(printed.find("5 values at 7 bits"), std::string::npos) << printed;
-  EXPECT_EQ(run(vorex_cli::runSearch, {ivec, "5", "18", "--list"}), 0) << errors;
+  EXPECT_EQ(run("search", {ivec, "5", "18", "--list"}), 0) << errors;
   EXPECT_EQ(printed, "hits: 3\n0\n1\n4\n");
-  EXPECT_EQ(run(vorex_cli::runSearch, {ivec, "0", "4294967295"}), 0);
+  EXPECT_EQ(run("search", {ivec, "0", "4294967295"}), 0);
   EXPECT_EQ(printed, "hits: 5\n");
 
   // Raw little-endian input; the largest value takes all 32 bits.
-  ASSERT_EQ(
-      run(vorex_cli::runPack,
-          {file("in.raw", std::string("\xFF\xFF\xFF\xFF\x02\x00\x00\x00", 8)), ivec, "--raw"}),
-      0);
+  ASSERT_EQ(run("pack", {file("in.raw", std::string("\xFF\xFF\xFF\xFF\x02\x00\x00\x00", 8)), ivec,
+                         "--raw"}),
+            0);
   EXPECT_NE(printed.find("2 values at 32 bits"), std::string::npos) << printed;
-  EXPECT_EQ(run(vorex_cli::runSearch, {ivec, "1", "3", "--list"}), 0);
+  EXPECT_EQ(run("search", {ivec, "1", "3", "--list"}), 0);
   EXPECT_EQ(printed, "hits: 1\n1\n");
 }
 
@@ -84,7 +78,7 @@ TEST_F(PackSearchTest, BadInputFailsWithAMessage) {
   };
   for (const auto& args : packs) {
     SCOPED_TRACE(args[0]);
-    EXPECT_NE(run(vorex_cli::runPack, args), 0);
+    EXPECT_NE(run("pack", args), 0);
     EXPECT_NE(errors.find("vorex pack:"), std::string::npos) << errors;
   }
   const std::vector<std::vector<std::string>> searches = {
@@ -96,9 +90,11 @@ TEST_F(PackSearchTest, BadInputFailsWithAMessage) {
   };
   for (const auto& args : searches) {
     SCOPED_TRACE(args[0]);
-    EXPECT_NE(run(vorex_cli::runSearch, args), 0);
+    EXPECT_NE(run("search", args), 0);
     EXPECT_NE(errors.find("vorex search:"), std::string::npos) << errors;
   }
+  EXPECT_EQ(run("serach", {}), 2);
+  EXPECT_NE(errors.find("unknown command 'serach'"), std::string::npos) << errors;
 }
 
 }  // namespace

@@ -6,18 +6,14 @@
 #include <vector>
 
 #include "Diagnose/testing/CaptureStream.hpp"
-
-namespace vorex_cli {
-int runScan(int argc, char** argv);
-}
+#include "tools/vorex/Commands.hpp"
 
 namespace {
 
 int scan(std::vector<std::string> args, std::string& printed, std::string& errors) {
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
+  args.insert(args.begin(), "scan");
   platform::testing::CaptureStream out(std::cout), err(std::cerr);
-  const int status = vorex_cli::runScan(int(argv.size()), argv.data());
+  const int status = vorex_cli::run(std::move(args));
   printed = out.str();
   errors = err.str();
   return status;

@@ -1,7 +1,8 @@
-// Small helpers shared by the commands of the vorex tool: strict number parsing, options of the
-// form "--name value" or "--name=value", whole-file input and output, and error reporting.
+// Small helpers shared by the commands of the vorex tool: strict number parsing and its option
+// check, whole-file input and output, and error reporting.
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -29,19 +30,16 @@ inline int fail(const char* command, int status, const std::string& message) {
   return status;
 }
 
-/// If argv[i] is option `name` ("--bits 5" or "--bits=5"), stores its value, advances i past
-/// it and returns true. A missing value leaves `value` null.
-inline bool takeOption(int argc, char** argv, int& i, const char* name, const char*& value) {
-  const std::size_t n = std::strlen(name);
-  if (std::strncmp(argv[i], name, n) != 0) return false;
-  if (argv[i][n] == '=') {
-    value = argv[i] + n + 1;
-  } else if (argv[i][n] == '\0') {
-    value = i + 1 < argc ? argv[++i] : nullptr;
-  } else {
-    return false;
-  }
-  return true;
+/// An option check for decimal integers in 0..max. CLI11 alone would also take "0x10", "010"
+/// (octal) and "-1" (wrapped to the largest value).
+inline CLI::Validator upTo(unsigned long max) {
+  return CLI::Validator(
+      [max](std::string& text) -> std::string {
+        unsigned long v;
+        return parseNumber(text, max, v) ? std::string()
+                                         : "not a decimal integer in 0.." + std::to_string(max);
+      },
+      "0.." + std::to_string(max));
 }
 
 inline bool readFile(const char* path, std::string& out, std::string& error) {

@@ -2,6 +2,7 @@
 // of the selection that the library holds: what each slot runs and isSetSSE's two flags.
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -12,9 +13,11 @@
 
 namespace vorex_cli {
 
-/// The words --isa accepts; configSSE itself would take any word (unknown ones mean nosse).
-inline bool isIsaWord(std::string_view word) {
-  return word == "nosse" || word == "sse4_1" || word == "avx2" || word == "auto";
+/// --isa with the words it accepts; configSSE itself would take any word (unknown ones mean
+/// nosse), so the tool refuses typos instead.
+inline void addIsaOption(CLI::App& cmd, std::string& word) {
+  cmd.add_option("--isa", word, "kernel selection through configSSE (default: generic)")
+      ->check(CLI::IsMember({"nosse", "sse4_1", "avx2", "auto"}));
 }
 
 /// Hands the word to the library's selection, for both bulk read and search.

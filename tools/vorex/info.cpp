@@ -2,6 +2,7 @@
 // library holds (after --isa, if given).
 //   vorex info [--isa nosse|sse4_1|avx2|auto]
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "VorexUtils/IndexVectorRef.hpp"
@@ -13,27 +14,9 @@ namespace vorex_cli {
 
 namespace {
 
-constexpr const char* kUsage = "usage: vorex info [--isa nosse|sse4_1|avx2|auto]";
-
 void yesNo(const char* name, bool on) { std::cout << ' ' << name << '=' << (on ? 1 : 0); }
 
-}  // namespace
-
-int runInfo(int argc, char** argv) {
-  const char* isa = nullptr;
-  for (int i = 0; i < argc; ++i) {
-    const char* value = nullptr;
-    if (takeOption(argc, argv, i, "--isa", value)) {
-      if (!value || !isIsaWord(value)) {
-        return fail("info", 2,
-                    std::string("bad value for --isa (nosse, sse4_1, avx2 or auto)\n") + kUsage);
-      }
-      isa = value;
-    } else {
-      return fail("info", 2, "unknown argument '" + std::string(argv[i]) + "'\n" + kUsage);
-    }
-  }
-
+int info(const std::string& isa) {
   using ltt::ProcessorInfo;
   std::cout << "vorex 0.1.0\n";
   std::cout << "cpu: " << ProcessorInfo::vendorId() << ", " << ProcessorInfo::brandString() << '\n';
@@ -52,9 +35,20 @@ int runInfo(int argc, char** argv) {
                            : ProcessorInfo::hasSse41() ? SSE4_1
                                                        : NOSSE;
   std::cout << "auto selects: " << VorexUtils::IndexVectorRef::versionToString(best) << '\n';
-  if (isa) selectIsa(isa);
+  if (!isa.empty()) selectIsa(isa.c_str());
   reportSelection(std::cout);
   return 0;
+}
+
+}  // namespace
+
+void addInfo(CLI::App& tool, int& status) {
+  auto* cmd = tool.add_subcommand("info",
+                                  "show the library version, the processor's instruction "
+                                  "sets and the kernel selection");
+  auto isa = std::make_shared<std::string>();
+  addIsaOption(*cmd, *isa);
+  cmd->callback([isa, &status] { status = info(*isa); });
 }
 
 }  // namespace vorex_cli

@@ -3,6 +3,7 @@
 // and writes the vector's persisted form.
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,10 +15,6 @@
 namespace vorex_cli {
 
 namespace {
-
-constexpr const char* kUsage =
-    "usage: vorex pack <input> <output.ivec> [--raw]\n"
-    "  input: decimal integers 0..4294967295, one per line; --raw: little-endian uint32";
 
 bool parseText(const std::string& text, std::vector<std::uint32_t>& values, std::string& error) {
   std::size_t lineNo = 0, pos = 0;
@@ -56,34 +53,12 @@ bool parseRaw(const std::string& bytes, std::vector<std::uint32_t>& values, std:
   return true;
 }
 
-}  // namespace
-
-int runPack(int argc, char** argv) {
-  const char* paths[2] = {nullptr, nullptr};
-  int npaths = 0;
-  bool raw = false;
-  for (int i = 0; i < argc; ++i) {
-    const std::string_view a = argv[i];
-    if (a == "--raw") {
-      raw = true;
-    } else if (a == "--help" || a == "-h") {
-      std::cout << kUsage << '\n';
-      return 0;
-    } else if (a.size() > 1 && a[0] == '-') {
-      return fail("pack", 2, "unknown option '" + std::string(a) + "'\n" + kUsage);
-    } else if (npaths < 2) {
-      paths[npaths++] = argv[i];
-    } else {
-      return fail("pack", 2, std::string("too many arguments\n") + kUsage);
-    }
-  }
-  if (npaths != 2) return fail("pack", 2, kUsage);
-
+int pack(const std::string& inputPath, const std::string& outputPath, bool raw) {
   std::string input, error;
   std::vector<std::uint32_t> values;
-  if (!readFile(paths[0], input, error)) return fail("pack", 1, error);
+  if (!readFile(inputPath.c_str(), input, error)) return fail("pack", 1, error);
   if (!(raw ? parseRaw(input, values, error) : parseText(input, values, error)))
-    return fail("pack", 1, std::string(paths[0]) + ": " + error);
+    return fail("pack", 1, inputPath + ": " + error);
 
   std::uint32_t max = 0;
   for (auto v : values) max = v > max ? v : max;
@@ -104,10 +79,26 @@ int runPack(int argc, char** argv) {
   } catch (const ltt::exception& e) {
     return fail("pack", 1, e.what());
   }
-  if (!writeFile(paths[1], out, error)) return fail("pack", 1, error);
+  if (!writeFile(outputPath.c_str(), out, error)) return fail("pack", 1, error);
   std::cout << "packed " << values.size() << " values at " << bits << " bits into " << out.size()
-            << " bytes: " << paths[1] << '\n';
+            << " bytes: " << outputPath << '\n';
   return 0;
+}
+
+struct PackOptions {
+  std::string input, output;
+  bool raw = false;
+};
+
+}  // namespace
+
+void addPack(CLI::App& tool, int& status) {
+  auto* cmd = tool.add_subcommand("pack", "pack integers from a file into a persisted vector");
+  auto o = std::make_shared<PackOptions>();
+  cmd->add_option("input", o->input, "decimal integers 0..4294967295, one per line")->required();
+  cmd->add_option("output", o->output, "the persisted vector (.ivec) to write")->required();
+  cmd->add_flag("--raw", o->raw, "the input is little-endian uint32 instead of text");
+  cmd->callback([o, &status] { status = pack(o->input, o->output, o->raw); });
 }
 
 }  // namespace vorex_cli

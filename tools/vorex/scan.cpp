@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdint>
 #include <iomanip>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -24,14 +25,6 @@
 namespace vorex_cli {
 
 namespace {
-
-constexpr const char* kUsage =
-    "usage: vorex scan [--n N] [--bits B] [--seed S] [--from F] [--to T] [--threads J]\n"
-    "                  [--isa nosse|sse4_1|avx2|auto]\n"
-    "  N values of B bits (default 33554432 and 17), uniformly random from seed S (default 1);\n"
-    "  range [F, T) defaults to the second quarter of the value range;\n"
-    "  --threads J also searches with J parallel jobs (0: one per hardware thread);\n"
-    "  --isa selects the kernels through configSSE (default: the library's own choice, generic)";
 
 double threadSeconds() {
   timespec ts;
@@ -66,47 +59,15 @@ void report(const std::string& what, unsigned long hits, double seconds, unsigne
             << std::setw(6) << bytes / seconds / 1e9 << " GB/s (" << clock << ")\n";
 }
 
-}  // namespace
-
-int runScan(int argc, char** argv) {
+struct ScanOptions {
   unsigned long n = 1ul << 25, bits = 17, seed = 1, from = ~0ul, to = ~0ul, threads = ~0ul;
-  const char* isa = nullptr;
-  for (int i = 0; i < argc; ++i) {
-    const std::string option = argv[i];
-    const char* value = nullptr;
-    unsigned long* target = nullptr;
-    unsigned long max = 0;
-    if (takeOption(argc, argv, i, "--isa", value)) {
-      if (!value || !isIsaWord(value)) {
-        return fail("scan", 2, std::string("bad value for --isa (nosse, sse4_1, avx2 or auto)\n") +
-                                   kUsage);
-      }
-      isa = value;
-      continue;
-    } else if (takeOption(argc, argv, i, "--n", value)) {
-      target = &n, max = 1ul << 32;
-    } else if (takeOption(argc, argv, i, "--bits", value)) {
-      target = &bits, max = 32;
-    } else if (takeOption(argc, argv, i, "--seed", value)) {
-      target = &seed, max = ~0ul;
-    } else if (takeOption(argc, argv, i, "--from", value)) {
-      target = &from, max = 0xFFFFFFFFul;
-    } else if (takeOption(argc, argv, i, "--to", value)) {
-      target = &to, max = 0xFFFFFFFFul;
-    } else if (takeOption(argc, argv, i, "--threads", value)) {
-      target = &threads, max = 1024;
-    } else if (std::string_view(argv[i]) == "--help" || std::string_view(argv[i]) == "-h") {
-      std::cout << kUsage << '\n';
-      return 0;
-    } else {
-      return fail("scan", 2, "unknown argument '" + std::string(argv[i]) + "'\n" + kUsage);
-    }
-    if (!value || !parseNumber(value, max, *target)) {
-      return fail("scan", 2,
-                  "bad value for " + option.substr(0, option.find('=')) + " (at most " +
-                      std::to_string(max) + ")\n" + kUsage);
-    }
-  }
+  std::string isa;
+};
+
+int scan(ScanOptions o) {
+  const unsigned long n = o.n, bits = o.bits, seed = o.seed, threads = o.threads;
+  unsigned long from = o.from, to = o.to;
+  const char* isa = o.isa.empty() ? nullptr : o.isa.c_str();
   const unsigned long mask = bits == 32 ? 0xFFFFFFFFul : (1ul << bits) - 1;
   if (from == ~0ul) from = (mask + 1) / 4;
   if (to == ~0ul) to = std::max((mask + 1) / 2, from + 1) & 0xFFFFFFFFul;
@@ -192,6 +153,26 @@ int runScan(int argc, char** argv) {
     return fail("scan", 1, e.what());
   }
   return 0;
+}
+
+}  // namespace
+
+void addScan(CLI::App& tool, int& status) {
+  auto* cmd = tool.add_subcommand(
+      "scan", "range-search a random column, check against get(), print rates (the main job)");
+  auto o = std::make_shared<ScanOptions>();
+  cmd->add_option("--n", o->n, "number of values")->check(upTo(1ul << 32))->capture_default_str();
+  cmd->add_option("--bits", o->bits, "width of the values")->check(upTo(32))->capture_default_str();
+  cmd->add_option("--seed", o->seed, "random seed")->check(upTo(~0ul))->capture_default_str();
+  cmd->add_option("--from", o->from, "range start, inclusive (default: a quarter of the values)")
+      ->check(upTo(0xFFFFFFFFul));
+  cmd->add_option("--to", o->to, "range end, exclusive (default: half of the values)")
+      ->check(upTo(0xFFFFFFFFul));
+  cmd->add_option("--threads", o->threads,
+                  "also search with this many parallel jobs (0: one per hardware thread)")
+      ->check(upTo(1024));
+  addIsaOption(*cmd, o->isa);
+  cmd->callback([o, &status] { status = scan(*o); });
 }
 
 }  // namespace vorex_cli

@@ -1,5 +1,6 @@
 // vorex search <file.ivec> <from> <to> [--list]: loads a persisted vector and counts the
 // positions whose value v has from <= v < to (to is exclusive); --list prints them too.
+#include <memory>
 #include <string>
 
 #include "VorexUtils/BitVector.hpp"
@@ -9,12 +10,6 @@
 #include "tools/vorex/Args.hpp"
 
 namespace vorex_cli {
-
-namespace {
-constexpr const char* kUsage =
-    "usage: vorex search <file.ivec> <from> <to> [--list]\n"
-    "  counts values v with from <= v < to (unsigned 32-bit; to is exclusive)";
-}  // namespace
 
 /// Loads one persisted vector that fills `bytes` exactly, or explains why not.
 bool loadVector(const std::string& bytes, VorexUtils::IndexVector& v, std::string& error) {
@@ -47,34 +42,21 @@ bool loadVector(const std::string& bytes, VorexUtils::IndexVector& v, std::strin
   return true;
 }
 
-int runSearch(int argc, char** argv) {
-  const char* args[3] = {nullptr, nullptr, nullptr};
-  int nargs = 0;
-  bool list = false;
-  for (int i = 0; i < argc; ++i) {
-    const std::string_view a = argv[i];
-    if (a == "--list") {
-      list = true;
-    } else if (a == "--help" || a == "-h") {
-      std::cout << kUsage << '\n';
-      return 0;
-    } else if (a.size() > 1 && a[0] == '-') {
-      return fail("search", 2, "unknown option '" + std::string(a) + "'\n" + kUsage);
-    } else if (nargs < 3) {
-      args[nargs++] = argv[i];
-    } else {
-      return fail("search", 2, std::string("too many arguments\n") + kUsage);
-    }
-  }
-  if (nargs != 3) return fail("search", 2, kUsage);
-  unsigned long from, to;
-  if (!parseNumber(args[1], 0xFFFFFFFFul, from) || !parseNumber(args[2], 0xFFFFFFFFul, to))
-    return fail("search", 2, std::string("bounds must be integers in 0..4294967295\n") + kUsage);
+namespace {
 
+struct SearchOptions {
+  std::string path;
+  unsigned long from = 0, to = 0;
+  bool list = false;
+};
+
+int search(const SearchOptions& o) {
+  const unsigned long from = o.from, to = o.to;
+  const bool list = o.list;
   std::string bytes, error;
-  if (!readFile(args[0], bytes, error)) return fail("search", 1, error);
+  if (!readFile(o.path.c_str(), bytes, error)) return fail("search", 1, error);
   VorexUtils::IndexVector v;
-  if (!loadVector(bytes, v, error)) return fail("search", 1, std::string(args[0]) + ": " + error);
+  if (!loadVector(bytes, v, error)) return fail("search", 1, o.path + ": " + error);
 
   try {
     if (list) {
@@ -91,6 +73,19 @@ int runSearch(int argc, char** argv) {
     return fail("search", 1, e.what());
   }
   return 0;
+}
+
+}  // namespace
+
+void addSearch(CLI::App& tool, int& status) {
+  auto* cmd = tool.add_subcommand(
+      "search", "count (or list) the positions of values from <= v < to in a persisted vector");
+  auto o = std::make_shared<SearchOptions>();
+  cmd->add_option("file", o->path, "a persisted vector (.ivec)")->required();
+  cmd->add_option("from", o->from, "range start, inclusive")->required()->check(upTo(0xFFFFFFFFul));
+  cmd->add_option("to", o->to, "range end, exclusive")->required()->check(upTo(0xFFFFFFFFul));
+  cmd->add_flag("--list", o->list, "print the positions too, one per line");
+  cmd->callback([o, &status] { status = search(*o); });
 }
 
 }  // namespace vorex_cli
